@@ -1,0 +1,163 @@
+#include "host/module_loader.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "host/blit_service.h"
+#include "host/host_error.h"
+
+namespace fxhost {
+
+namespace {
+
+LogSink& Sink() {
+    static LogSink sink;
+    return sink;
+}
+
+void HostLog(const char* text) {
+    if (Sink())
+        Sink()(text);
+    else
+        std::fprintf(stderr, "%s\n", text);
+}
+
+}  // namespace
+
+// The HostContext comes first, so that the context the module hands back
+// leads to the whole session.
+struct EffectModule::Session {
+    HostContext context{};
+    HostTable table{};
+    bool blitAvailable = true;
+    int findServiceCalls = 0;
+};
+
+namespace {
+
+void* HostFindService(HostContext* context, uint32_t code) {
+    auto* session = reinterpret_cast<EffectModule::Session*>(context);
+    ++session->findServiceCalls;
+    return code == kCodeBlit && session->blitAvailable ? GetBlitService() : nullptr;
+}
+
+HostFunction HostGetFunction(uint32_t number) {
+    switch (number) {
+    case kHostFindService: return reinterpret_cast<HostFunction>(&HostFindService);
+    case kHostLog: return reinterpret_cast<HostFunction>(&HostLog);
+    default: return nullptr;
+    }
+}
+
+std::string Hex(uint64_t v) {
+    char text[32];
+    std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(v));
+    return text;
+}
+
+}  // namespace
+
+void SetLogSink(LogSink sink) { Sink() = std::move(sink); }
+
+std::string DefaultModulePath() {
+    if (const char* env = std::getenv("FXHOST_MODULE"); env && *env) return env;
+    std::error_code error;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (!error) {
+        const auto beside = self.parent_path() / "libeffects.so";
+        if (std::filesystem::exists(beside, error)) return beside.string();
+    }
+    return EFFECTS_MODULE_FILE;
+}
+
+EffectModule::EffectModule(const std::string& path, ModuleOptions options)
+    : path_(path), session_(std::make_unique<Session>()) {
+    static_assert(offsetof(Session, context) == 0);
+    session_->table.version = options.hostVersion;
+    session_->table.HostGetFunction = &HostGetFunction;
+    session_->context.hostTable = &session_->table;
+    session_->blitAvailable = options.blitAvailable;
+
+    library_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!library_) throw HostError("cannot load module " + path + ": " + dlerror());
+    pluginMain_ = reinterpret_cast<PluginMainFn>(dlsym(library_, "plugin_main"));
+    if (!pluginMain_) {
+        dlclose(library_);
+        throw HostError(path + " is not an effects module: it has no plugin_main");
+    }
+    if (!options.open) {
+        api_ = reinterpret_cast<const EffectApi*>(call(kPluginGetApi));
+        return;
+    }
+    auto fail = [&](const std::string& what) {
+        dlclose(library_);
+        throw HostError(path + " is not an effects module: " + what);
+    };
+    if (uint64_t kind = call(kPluginKind); kind != kCodeServ)
+        fail("code 5 answered " + Hex(kind) + ", not 'SERV'");
+    if (uint64_t id = call(kPluginIdentity); id != kCodeEffx)
+        fail("code 7 answered " + Hex(id) + ", not 'EFFX'");
+    if (uint64_t opened = call(kPluginOpen); opened != 0)
+        fail("it refused to open for host version " + Hex(static_cast<uint32_t>(options.hostVersion)));
+    api_ = reinterpret_cast<const EffectApi*>(call(kPluginGetApi));
+    if (!api_ || api_->apiVersion != kEffectApiVersion)
+        fail("code 10 gave no entry points of version 0x10000");
+}
+
+EffectModule::~EffectModule() {
+    call(kPluginClose);
+    dlclose(library_);
+}
+
+uint64_t EffectModule::call(uint32_t code) {
+    session_->context.functionCode = code;
+    session_->context.result = kResultUntouched;
+    pluginMain_(&session_->context);
+    return session_->context.result;
+}
+
+HostContext& EffectModule::context() { return session_->context; }
+HostTable& EffectModule::table() { return session_->table; }
+void EffectModule::setBlitAvailable(bool available) { session_->blitAvailable = available; }
+int EffectModule::findServiceCalls() const { return session_->findServiceCalls; }
+
+const std::array<const char*, 9> kUncataloguedNames = {
+    "AsciiArt1",      "AsciiArt2",     "Cube3D",
+    "Cube3DConstant", "MotionBlur",    "OldMovieClean",
+    "OldMovieDirty",  "CONTRAST_BRIGHTNESS old", "Contrast_Bright_Invert old",
+};
+
+std::vector<CatalogueEntry> ReadCatalogue(const EffectModule& module) {
+    const EffectApi& api = module.api();
+    std::vector<CatalogueEntry> rows;
+    const int32_t count = api.GetEffectCount();
+    for (int32_t i = 0; i < count; ++i) {
+        EffectInfo info{};
+        api.GetEffectInfo(i, &info);
+        CatalogueEntry row;
+        row.name = info.name ? info.name : "";
+        row.paramCount = info.paramCount;
+        for (int k = 0; k < 4; ++k) row.labels[k] = info.labels[k] ? info.labels[k] : "";
+        api.GetEffectDefaults(row.name.c_str(), row.defaults.data());
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+EffectInstance::EffectInstance(const EffectModule& module, const std::string& name,
+                               Surface* source, Surface* destination)
+    : api_(module.api()), effect_(api_.CreateEffect(name.c_str(), source, destination)) {
+    if (!effect_) throw HostError("the module made no effect named \"" + name + "\"");
+}
+
+EffectInstance::~EffectInstance() { api_.DestroyEffect(effect_); }
+
+void EffectInstance::render(const std::array<int32_t, 4>& params, Surface* source, uint32_t time) {
+    api_.RenderEffect(effect_, params.data(), source, time);
+}
+
+}  // namespace fxhost

@@ -1,0 +1,61 @@
+#include "render/offscreen.h"
+
+#include <cstdlib>
+#include <cstring>
+
+void AllocatePixels(Surface* surface) {
+    const int32_t rows = SurfaceHeight(*surface);
+    int32_t rowBytes = static_cast<int32_t>(static_cast<uint32_t>(SurfaceWidth(*surface)) *
+                                            static_cast<uint32_t>(surface->depth >> 3));
+    int32_t pad = 0;
+    if (rowBytes % 16 != 0) {
+        pad = 16 - rowBytes % 16;
+        rowBytes += pad;
+    }
+    surface->rowBytes = rowBytes;
+    // The size is a 32 x 32-bit product; one that does not fit fails.
+    const uint64_t size = uint64_t{static_cast<uint32_t>(rowBytes)} * static_cast<uint32_t>(rows);
+    surface->pixels = size <= UINT32_MAX ? static_cast<uint8_t*>(std::malloc(size)) : nullptr;
+    surface->ownsPixels = 1;
+    if (surface->depth == 32) surface->pixelFormat = kFormatXrgb;
+    if (surface->pixels && pad > 0 && rows > 0) {
+        for (int32_t y = 0; y < rows; ++y)
+            std::memset(surface->pixels + static_cast<size_t>(y) * rowBytes + rowBytes - pad, 0, pad);
+    }
+}
+
+Surface* NewOffscreen(FrameParams* frame, const SurfaceRect* rect) {
+    int32_t width, height, depth;
+    if (rect) {
+        width = RectWidth(*rect);
+        height = RectHeight(*rect);
+        depth = 32;
+    } else {
+        const Surface* like = frame->destination;
+        if (!like) return nullptr;
+        width = SurfaceWidth(*like);
+        height = SurfaceHeight(*like);
+        depth = like->depth;
+    }
+    if (width == 0 || height == 0) return nullptr;
+    auto* surface = new Surface{};
+    surface->bounds = SurfaceRect{0, 0, static_cast<int16_t>(height), static_cast<int16_t>(width)};
+    surface->depth = depth;
+    surface->pixelFormat = 0;
+    AllocatePixels(surface);
+    if (!surface->pixels) {
+        FreeOffscreen(surface);
+        return nullptr;
+    }
+    surface->pixelFormat = kFormatXrgb;
+    return surface;
+}
+
+void FreeOffscreen(Surface* surface) {
+    if (!surface) return;
+    if (surface->ownsPixels && surface->pixels) {
+        std::free(surface->pixels);
+        surface->pixels = nullptr;
+    }
+    delete surface;
+}
