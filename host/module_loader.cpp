@@ -82,7 +82,9 @@ EffectModule::EffectModule(const std::string& path, ModuleOptions options)
     session_->context.hostTable = &session_->table;
     session_->blitAvailable = options.blitAvailable;
 
-    library_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    // The module keeps process-wide tables and surfaces that nobody releases,
+    // so its code stays mapped until the process ends.
+    library_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (!library_) throw HostError("cannot load module " + path + ": " + dlerror());
     pluginMain_ = reinterpret_cast<PluginMainFn>(dlsym(library_, "plugin_main"));
     if (!pluginMain_) {

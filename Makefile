@@ -1,0 +1,32 @@
+# The project's jobs. Each installs any missing system package first.
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 \
+	LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp:print_suppressions=0 \
+	UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+
+.PHONY: all build demo test bench clean
+
+all: build
+
+build:
+	scripts/deps.sh build
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
+	cmake --build build -j$(JOBS)
+
+demo: build
+	scripts/demo.sh
+
+test: build
+	cd build && ctest --output-on-failure -j$(JOBS)
+	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DEFFECTS_SANITIZE=ON -DEFFECTS_BENCH=OFF
+	cmake --build build-asan -j$(JOBS)
+	cd build-asan && $(SANITIZER_ENV) ctest --output-on-failure -j$(JOBS)
+
+bench:
+	scripts/deps.sh bench
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
+	cmake --build build -j$(JOBS) --target effects_bench
+	build/bench/effects_bench
+
+clean:
+	rm -rf build build-asan out

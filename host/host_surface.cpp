@@ -1,0 +1,146 @@
+#include "host/host_surface.h"
+
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "host/host_error.h"
+
+namespace fxhost {
+
+namespace {
+
+constexpr int kMaxSide = 32767;  // bounds are int16_t
+constexpr size_t kAlign = 16;
+constexpr uint64_t kMaxBytes = uint64_t(1) << 32;
+
+std::string SizeText(int width, int height) {
+    return std::to_string(width) + "x" + std::to_string(height);
+}
+
+}  // namespace
+
+// Pixel storage starts on a 16-byte boundary inside an over-allocated vector
+// and is zero-filled. An empty surface (width or height 0) still gets a
+// non-null pointer to a small zeroed block, so code handed the record needs
+// no null check; it simply has no pixels to touch.
+HostSurface::HostSurface(int width, int height, int32_t format, int rowBytes) {
+    int bpp = 0;
+    if (format == kFormatXrgb) {
+        bpp = 4;
+    } else if (format == kFormat555 || format == kFormat565) {
+        bpp = 2;
+    } else {
+        throw HostError("unknown pixel format " + std::to_string(format) +
+                        " (expected 1 = 5-5-5, 2 = 5-6-5 or 3 = 32-bit xRGB)");
+    }
+    if (width < 0 || height < 0 || width > kMaxSide || height > kMaxSide) {
+        throw HostError("surface size " + SizeText(width, height) + " is out of range (0 to " +
+                        std::to_string(kMaxSide) + " a side)");
+    }
+    const int minRow = width * bpp;
+    if (rowBytes == 0) {
+        rowBytes = minRow;
+    } else if (rowBytes < minRow) {
+        throw HostError("row length of " + std::to_string(rowBytes) + " bytes is too short for " +
+                        std::to_string(width) + " pixels of " + std::to_string(bpp) + " bytes");
+    }
+    const uint64_t bytes = uint64_t(rowBytes) * uint64_t(height);
+    if (bytes > kMaxBytes) {
+        throw HostError("surface of " + SizeText(width, height) + " with rows of " +
+                        std::to_string(rowBytes) + " bytes is too large");
+    }
+    try {
+        storage_.assign(static_cast<size_t>(bytes) + kAlign, 0);
+    } catch (const std::bad_alloc&) {
+        throw HostError("out of memory for a surface of " + SizeText(width, height));
+    }
+    const auto base = reinterpret_cast<uintptr_t>(storage_.data());
+    const size_t offset = static_cast<size_t>((kAlign - base % kAlign) % kAlign);
+
+    record_.pixels = storage_.data() + offset;
+    record_.depth = bpp * 8;
+    record_.bounds = SurfaceRect{0, 0, static_cast<int16_t>(height), static_cast<int16_t>(width)};
+    record_.rowBytes = rowBytes;
+    record_.ownsPixels = 0;  // the host frees these pixels, never the module
+    record_.pixelFormat = format;
+}
+
+// Moving a vector keeps its buffer, so the record's pixel pointer stays valid.
+// The moved-from surface is left empty, with no pixels.
+HostSurface::HostSurface(HostSurface&& other) noexcept
+    : record_(other.record_), storage_(std::move(other.storage_)) {
+    other.record_ = Surface{};
+    other.storage_.clear();
+}
+
+HostSurface& HostSurface::operator=(HostSurface&& other) noexcept {
+    if (this != &other) {
+        storage_ = std::move(other.storage_);
+        record_ = other.record_;
+        other.record_ = Surface{};
+        other.storage_.clear();
+    }
+    return *this;
+}
+
+uint32_t HostSurface::pixel(int x, int y) const {
+    if (x < 0 || y < 0 || x >= width() || y >= height()) {
+        throw HostError("pixel " + std::to_string(x) + "," + std::to_string(y) +
+                        " lies outside a surface of " + SizeText(width(), height()));
+    }
+    const uint8_t* p = row(y) + static_cast<ptrdiff_t>(x) * bytesPerPixel();
+    if (bytesPerPixel() == 4) {
+        uint32_t w;
+        std::memcpy(&w, p, 4);
+        return w;
+    }
+    uint16_t w;
+    std::memcpy(&w, p, 2);
+    return w;
+}
+
+void HostSurface::setPixel(int x, int y, uint32_t word) {
+    if (x < 0 || y < 0 || x >= width() || y >= height()) {
+        throw HostError("pixel " + std::to_string(x) + "," + std::to_string(y) +
+                        " lies outside a surface of " + SizeText(width(), height()));
+    }
+    uint8_t* p = row(y) + static_cast<ptrdiff_t>(x) * bytesPerPixel();
+    if (bytesPerPixel() == 4) {
+        std::memcpy(p, &word, 4);
+    } else {
+        const auto w = static_cast<uint16_t>(word);
+        std::memcpy(p, &w, 2);
+    }
+}
+
+void HostSurface::fill(uint32_t word) {
+    const int w = width();
+    const int h = height();
+    if (w == 0 || h == 0) return;
+    uint8_t* first = row(0);
+    for (int x = 0; x < w; ++x) setPixel(x, 0, word);
+    for (int y = 1; y < h; ++y) std::memcpy(row(y), first, static_cast<size_t>(w) * bytesPerPixel());
+}
+
+void HostSurface::fillPadding(uint8_t marker) {
+    const int used = width() * bytesPerPixel();
+    const int pad = rowBytes() - used;
+    if (pad <= 0) return;
+    for (int y = 0; y < height(); ++y) std::memset(row(y) + used, marker, static_cast<size_t>(pad));
+}
+
+bool HostSurface::paddingIs(uint8_t marker) const {
+    const int used = width() * bytesPerPixel();
+    for (int y = 0; y < height(); ++y) {
+        const uint8_t* r = row(y);
+        for (int i = used; i < rowBytes(); ++i) {
+            if (r[i] != marker) return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace fxhost

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Installs the Debian packages a job needs, and only those that are missing.
+# Usage: scripts/deps.sh build|bench
+set -euo pipefail
+
+packages=(cmake make g++ libpng-dev zlib1g-dev libgtest-dev)
+if [ "${1:-build}" = bench ]; then
+  packages+=(libbenchmark-dev frei0r-plugins)
+fi
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "Installing missing packages: ${missing[*]}"
+sudo=()
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || { echo "deps: need root or sudo to install ${missing[*]}" >&2; exit 1; }
+  sudo=(sudo)
+fi
+export DEBIAN_FRONTEND=noninteractive
+"${sudo[@]}" apt-get update -q
+"${sudo[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}"
