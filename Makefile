@@ -10,7 +10,7 @@ all: build
 
 build:
 	scripts/deps.sh build
-	cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DEFFECTS_BENCH=ON -DEFFECTS_SANITIZE=OFF
 	cmake --build build -j$(JOBS)
 
 demo: build
@@ -24,7 +24,7 @@ test: build
 
 bench:
 	scripts/deps.sh bench
-	cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DEFFECTS_BENCH=ON -DEFFECTS_SANITIZE=OFF
 	cmake --build build -j$(JOBS) --target effects_bench
 	build/bench/effects_bench
 

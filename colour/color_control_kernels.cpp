@@ -2,6 +2,8 @@
 
 #include <immintrin.h>
 
+#include <vector>
+
 namespace {
 
 void GainRowScalar(const uint32_t* src, uint32_t* dst, int32_t n, int32_t red, int32_t green,
@@ -30,6 +32,29 @@ __attribute__((target("avx2"))) void GainsSmallAvx2(const PixelRows& rows, int16
             hi = _mm256_srli_epi16(_mm256_mullo_epi16(hi, gains), 8);
             const __m256i out = _mm256_xor_si256(_mm256_packus_epi16(lo, hi), mask);
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x), out);
+        }
+        GainRowScalar(src + x, dst + x, rows.width - x, red, green, blue, xorMask);
+    }
+}
+
+void GainsSmallSse2(const PixelRows& rows, int16_t red,
+                                                    int16_t green, int16_t blue,
+                                                    uint32_t xorMask) {
+    const __m128i gains = _mm_setr_epi16(blue, green, red, 0, blue, green, red, 0);
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i mask = _mm_set1_epi32(static_cast<int32_t>(xorMask));
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const uint32_t* src = rows.srcRow<uint32_t>(y);
+        uint32_t* dst = rows.dstRow<uint32_t>(y);
+        int32_t x = 0;
+        for (; x + 4 <= rows.width; x += 4) {
+            const __m128i p = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + x));
+            __m128i lo = _mm_unpacklo_epi8(p, zero);
+            __m128i hi = _mm_unpackhi_epi8(p, zero);
+            lo = _mm_srli_epi16(_mm_mullo_epi16(lo, gains), 8);
+            hi = _mm_srli_epi16(_mm_mullo_epi16(hi, gains), 8);
+            const __m128i out = _mm_xor_si128(_mm_packus_epi16(lo, hi), mask);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + x), out);
         }
         GainRowScalar(src + x, dst + x, rows.width - x, red, green, blue, xorMask);
     }
@@ -68,11 +93,25 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) void TableAvx512(const Pi
     }
 }
 
-void TableScalar(const PixelRows& rows, const uint8_t table[256], uint32_t xorMask) {
+// Without byte permutes: green and blue go through one 65536-entry table of
+// both their results, red through a table of its result in place, with the
+// complement folded into both. Two lookups a pixel instead of three.
+void TableTwoLookups(const PixelRows& rows, const uint8_t table[256], uint32_t xorMask) {
+    static thread_local std::vector<uint16_t> greenBlue(65536);
+    uint32_t red[256];
+    for (uint32_t i = 0; i < 256; ++i) red[i] = ((uint32_t{table[i]} << 16) ^ xorMask) & 0xFFFF0000u;
+    uint16_t* gb = greenBlue.data();
+    for (uint32_t g = 0; g < 256; ++g) {
+        const uint32_t high = uint32_t{table[g]} << 8;
+        for (uint32_t b = 0; b < 256; ++b) gb[g << 8 | b] = static_cast<uint16_t>((high | table[b]) ^ xorMask);
+    }
     for (int32_t y = 0; y < rows.rows; ++y) {
         const uint32_t* src = rows.srcRow<uint32_t>(y);
         uint32_t* dst = rows.dstRow<uint32_t>(y);
-        for (int32_t x = 0; x < rows.width; ++x) dst[x] = TablePixel(src[x], table) ^ xorMask;
+        for (int32_t x = 0; x < rows.width; ++x) {
+            const uint32_t p = src[x];
+            dst[x] = red[(p >> 16) & 0xFF] | gb[p & 0xFFFF];
+        }
     }
 }
 
@@ -81,18 +120,19 @@ bool InByteRange(int16_t gain) { return gain >= 0 && gain <= 256; }
 }  // namespace
 
 void ApplyChannelGains(const PixelRows& rows, int16_t red, int16_t green, int16_t blue,
-                       uint32_t xorMask) {
-    static const bool avx2 = __builtin_cpu_supports("avx2");
-    if (avx2 && InByteRange(red) && InByteRange(green) && InByteRange(blue))
+                       uint32_t xorMask, SimdLevel level) {
+    if (!InByteRange(red) || !InByteRange(green) || !InByteRange(blue) || level == SimdLevel::kScalar)
+        GainsScalar(rows, red, green, blue, xorMask);
+    else if (level >= SimdLevel::kAvx2)
         GainsSmallAvx2(rows, red, green, blue, xorMask);
     else
-        GainsScalar(rows, red, green, blue, xorMask);
+        GainsSmallSse2(rows, red, green, blue, xorMask);
 }
 
-void ApplyChannelTable(const PixelRows& rows, const uint8_t table[256], uint32_t xorMask) {
-    static const bool vbmi = __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw");
-    if (vbmi)
+void ApplyChannelTable(const PixelRows& rows, const uint8_t table[256], uint32_t xorMask,
+                       SimdLevel level) {
+    if (level >= SimdLevel::kAvx512Vbmi)
         TableAvx512(rows, table, xorMask);
     else
-        TableScalar(rows, table, xorMask);
+        TableTwoLookups(rows, table, xorMask);
 }

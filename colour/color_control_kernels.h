@@ -5,13 +5,15 @@
 #include <cstdint>
 
 #include "render/pixel_rows.h"
+#include "render/simd_level.h"
 
 // Each channel times its gain, arithmetically shifted right 8, kept as 16
 // bits; the three are ORed at 16, 8 and 0 bits into one 32-bit word.
 void ApplyChannelGains(const PixelRows& rows, int16_t red, int16_t green, int16_t blue,
-                       uint32_t xorMask);
+                       uint32_t xorMask, SimdLevel level = MachineSimdLevel());
 // Each channel through the same 256-entry table.
-void ApplyChannelTable(const PixelRows& rows, const uint8_t table[256], uint32_t xorMask);
+void ApplyChannelTable(const PixelRows& rows, const uint8_t table[256], uint32_t xorMask,
+                       SimdLevel level = MachineSimdLevel());
 
 // One pixel of each, the definition that the vector loops must match.
 inline uint32_t GainPixel(uint32_t p, int32_t red, int32_t green, int32_t blue) {

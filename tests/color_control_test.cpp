@@ -41,14 +41,26 @@ void ExpectKernelMatches(Kernel kernel, Pixel pixel, uint32_t xorMask) {
     }
 }
 
+// Every kernel variant this machine can run.
+std::vector<SimdLevel> Levels() {
+    std::vector<SimdLevel> levels;
+    for (SimdLevel l : {SimdLevel::kScalar, SimdLevel::kSse2, SimdLevel::kAvx2, SimdLevel::kAvx512Vbmi})
+        if (l <= MachineSimdLevel()) levels.push_back(l);
+    return levels;
+}
+
 TEST(ColorControlKernels, GainsMatchDefinitionForAnyGain) {
     const int16_t gains[][3] = {{255, 255, 255}, {0, 128, 256}, {1, 77, 200},
                                 {-1, 300, 32767}, {-32768, 257, -200}, {40000 - 65536, 0, 0}};
     for (const auto& g : gains) {
         for (uint32_t mask : {0u, 0xFFFFFFFFu}) {
-            SCOPED_TRACE(testing::Message() << g[0] << "," << g[1] << "," << g[2] << " mask " << mask);
-            ExpectKernelMatches([&](const PixelRows& r) { ApplyChannelGains(r, g[0], g[1], g[2], mask); },
-                                [&](uint32_t p) { return GainPixel(p, g[0], g[1], g[2]); }, mask);
+            for (SimdLevel level : Levels()) {
+                SCOPED_TRACE(testing::Message() << g[0] << "," << g[1] << "," << g[2] << " mask " << mask
+                                                << " level " << int(level));
+                ExpectKernelMatches(
+                    [&](const PixelRows& r) { ApplyChannelGains(r, g[0], g[1], g[2], mask, level); },
+                    [&](uint32_t p) { return GainPixel(p, g[0], g[1], g[2]); }, mask);
+            }
         }
     }
 }
@@ -67,8 +79,9 @@ TEST(ColorControlKernels, TableMatchesDefinition) {
     uint8_t table[256];
     for (int i = 0; i < 256; ++i) table[i] = static_cast<uint8_t>((i * 37 + 11) ^ (i >> 3));
     for (uint32_t mask : {0u, 0xFFFFFFFFu})
-        ExpectKernelMatches([&](const PixelRows& r) { ApplyChannelTable(r, table, mask); },
-                            [&](uint32_t p) { return TablePixel(p, table); }, mask);
+        for (SimdLevel level : Levels())
+            ExpectKernelMatches([&](const PixelRows& r) { ApplyChannelTable(r, table, mask, level); },
+                                [&](uint32_t p) { return TablePixel(p, table); }, mask);
 }
 
 std::vector<int> Table(int brightness, int contrast) {

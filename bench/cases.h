@@ -1,0 +1,43 @@
+// Registration of the benchmark cases: memcpy baselines, the module's
+// effects and frei0r peers, all on the same 1920x1080 frame.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/frei0r_filter.h"
+#include "host/module_loader.h"
+
+namespace bench {
+
+void RegisterMemcpyCases();
+// A memcpy of one frame timed outside the library, for summaries of runs
+// that filtered the baseline cases out.
+double MeasureMemcpyMs(int bytesPerPixel);
+
+struct EffectCase {
+    std::string name;
+    int32_t format;
+    std::array<int32_t, 4> params;
+};
+
+// Registers a case at 32 bits and one at 5-6-5 for every effect the module
+// makes (tried on a small surface first). Lists in notMade the names it
+// makes at neither depth, and "name (depth)" for those made at one only.
+std::vector<EffectCase> RegisterEffectCases(const fxhost::EffectModule& module,
+                                            std::vector<std::string>& notMade);
+
+struct PeerNote {
+    std::string plugin;
+    std::string note;
+};
+
+// Loads the peer filters of the table and registers a case for each one
+// found. The filters go into loaded and must outlive the run; the ones
+// missing are described in notes.
+void RegisterPeerCases(std::vector<std::unique_ptr<Frei0rFilter>>& loaded, std::vector<PeerNote>& notes);
+
+}  // namespace bench

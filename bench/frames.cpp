@@ -1,0 +1,31 @@
+#include "bench/frames.h"
+
+#include "host/test_card.h"
+
+namespace bench {
+
+const fxhost::Image& TestCardFrame() {
+    static const fxhost::Image card = fxhost::MakeTestCard(kFrameWidth, kFrameHeight);
+    return card;
+}
+
+std::string DepthLabel(int32_t format) {
+    switch (format) {
+    case kFormatXrgb: return "32";
+    case kFormat565: return "565";
+    case kFormat555: return "555";
+    default: return "format" + std::to_string(format);
+    }
+}
+
+int BytesPerPixel(int32_t format) { return format == kFormatXrgb ? 4 : 2; }
+
+std::string EffectCaseName(const std::string& effect, int32_t format) {
+    return "effect/" + effect + "/" + DepthLabel(format);
+}
+
+std::string MemcpyCaseName(int bytesPerPixel) { return "memcpy/" + std::to_string(bytesPerPixel * 8); }
+
+std::string PeerCaseName(const std::string& plugin) { return "frei0r/" + plugin; }
+
+}  // namespace bench

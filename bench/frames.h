@@ -1,0 +1,27 @@
+// The frame every case works on, and the names of the cases.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/picture_io.h"
+
+namespace bench {
+
+constexpr int kFrameWidth = 1920;
+constexpr int kFrameHeight = 1080;
+constexpr uint32_t kFrameStepMs = 40;  // 25 frames a second
+
+// The test card at the frame size, made once.
+const fxhost::Image& TestCardFrame();
+
+// "32" for kFormatXrgb, "565" for kFormat565, "555" for kFormat555.
+std::string DepthLabel(int32_t format);
+// Bytes per pixel of a surface format.
+int BytesPerPixel(int32_t format);
+
+std::string EffectCaseName(const std::string& effect, int32_t format);
+std::string MemcpyCaseName(int bytesPerPixel);  // memcpy/32, memcpy/16
+std::string PeerCaseName(const std::string& plugin);
+
+}  // namespace bench

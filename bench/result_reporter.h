@@ -1,0 +1,37 @@
+// A reporter that shows the runs through the display reporter the flags ask
+// for and keeps each case's time per frame for the summary.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "bench/command_line.h"
+
+namespace bench {
+
+struct CaseResult {
+    double ms = 0;  // real time per iteration, averaged over repetitions
+    int repetitions = 0;
+    std::string error;  // set when the case was skipped with an error
+};
+using RunResults = std::map<std::string, CaseResult>;  // by case name
+
+class CollectingReporter : public benchmark::BenchmarkReporter {
+public:
+    explicit CollectingReporter(const CommandLine& line);
+
+    bool ReportContext(const Context& context) override;
+    void ReportRuns(const std::vector<Run>& runs) override;
+    void Finalize() override;
+
+    const RunResults& results() const { return results_; }
+
+private:
+    std::unique_ptr<benchmark::BenchmarkReporter> display_;
+    RunResults results_;
+};
+
+}  // namespace bench
