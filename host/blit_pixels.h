@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "host/pixel_convert.h"
 #include "render/surface.h"
 
 namespace fxhost::blit {
@@ -26,26 +27,6 @@ bool MakePlane(const Surface& s, Plane& out);
 inline uint8_t* At(const Plane& p, int x, int y) {
     return p.pixels + static_cast<ptrdiff_t>(y - p.top) * p.rowBytes +
            static_cast<ptrdiff_t>(x - p.left) * p.bpp;
-}
-
-inline uint32_t LoadWord(const uint8_t* p, int bpp) {
-    if (bpp == 4) {
-        uint32_t w;
-        std::memcpy(&w, p, 4);
-        return w;
-    }
-    uint16_t w;
-    std::memcpy(&w, p, 2);
-    return w;
-}
-
-inline void StoreWord(uint8_t* p, int bpp, uint32_t word) {
-    if (bpp == 4) {
-        std::memcpy(p, &word, 4);
-    } else {
-        const auto w = static_cast<uint16_t>(word);
-        std::memcpy(p, &w, 2);
-    }
 }
 
 inline int Clamp(int v, int lo, int hi) { return v < lo ? lo : (v > hi ? hi : v); }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "host/host_error.h"
+#include "host/pixel_convert.h"
 
 namespace fxhost {
 
@@ -86,34 +87,21 @@ HostSurface& HostSurface::operator=(HostSurface&& other) noexcept {
     return *this;
 }
 
-uint32_t HostSurface::pixel(int x, int y) const {
+uint8_t* HostSurface::at(int x, int y) const {
     if (x < 0 || y < 0 || x >= width() || y >= height()) {
         throw HostError("pixel " + std::to_string(x) + "," + std::to_string(y) +
                         " lies outside a surface of " + SizeText(width(), height()));
     }
-    const uint8_t* p = row(y) + static_cast<ptrdiff_t>(x) * bytesPerPixel();
-    if (bytesPerPixel() == 4) {
-        uint32_t w;
-        std::memcpy(&w, p, 4);
-        return w;
-    }
-    uint16_t w;
-    std::memcpy(&w, p, 2);
-    return w;
+    return record_.pixels + static_cast<ptrdiff_t>(y) * record_.rowBytes +
+           static_cast<ptrdiff_t>(x) * bytesPerPixel();
+}
+
+uint32_t HostSurface::pixel(int x, int y) const {
+    return LoadWord(at(x, y), bytesPerPixel());
 }
 
 void HostSurface::setPixel(int x, int y, uint32_t word) {
-    if (x < 0 || y < 0 || x >= width() || y >= height()) {
-        throw HostError("pixel " + std::to_string(x) + "," + std::to_string(y) +
-                        " lies outside a surface of " + SizeText(width(), height()));
-    }
-    uint8_t* p = row(y) + static_cast<ptrdiff_t>(x) * bytesPerPixel();
-    if (bytesPerPixel() == 4) {
-        std::memcpy(p, &word, 4);
-    } else {
-        const auto w = static_cast<uint16_t>(word);
-        std::memcpy(p, &w, 2);
-    }
+    StoreWord(at(x, y), bytesPerPixel(), word);
 }
 
 void HostSurface::fill(uint32_t word) {

@@ -41,6 +41,9 @@ public:
     bool paddingIs(uint8_t marker) const;
 
 private:
+    // The first byte of pixel (x, y); throws HostError outside the surface.
+    uint8_t* at(int x, int y) const;
+
     Surface record_{};
     std::vector<uint8_t> storage_;
 };
