@@ -37,9 +37,8 @@ __attribute__((target("avx2"))) void GainsSmallAvx2(const PixelRows& rows, int16
     }
 }
 
-void GainsSmallSse2(const PixelRows& rows, int16_t red,
-                                                    int16_t green, int16_t blue,
-                                                    uint32_t xorMask) {
+void GainsSmallSse2(const PixelRows& rows, int16_t red, int16_t green, int16_t blue,
+                    uint32_t xorMask) {
     const __m128i gains = _mm_setr_epi16(blue, green, red, 0, blue, green, red, 0);
     const __m128i zero = _mm_setzero_si128();
     const __m128i mask = _mm_set1_epi32(static_cast<int32_t>(xorMask));

@@ -133,6 +133,18 @@ const std::array<const char*, 9> kUncataloguedNames = {
     "OldMovieDirty",  "CONTRAST_BRIGHTNESS old", "Contrast_Bright_Invert old",
 };
 
+std::vector<std::string> EffectNames(const EffectModule& module) {
+    const EffectApi& api = module.api();
+    std::vector<std::string> names;
+    for (int32_t i = 0, n = api.GetEffectCount(); i < n; ++i) {
+        EffectInfo info{};
+        api.GetEffectInfo(i, &info);
+        names.emplace_back(info.name ? info.name : "");
+    }
+    names.insert(names.end(), kUncataloguedNames.begin(), kUncataloguedNames.end());
+    return names;
+}
+
 std::vector<CatalogueEntry> ReadCatalogue(const EffectModule& module) {
     const EffectApi& api = module.api();
     std::vector<CatalogueEntry> rows;

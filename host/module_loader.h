@@ -71,6 +71,10 @@ std::vector<CatalogueEntry> ReadCatalogue(const EffectModule& module);
 // The names the factory builds that the catalogue does not list.
 extern const std::array<const char*, 9> kUncataloguedNames;
 
+// Every name a host may ask for: the catalogue's, in order, then the
+// uncatalogued ones. Reads no defaults, so the module logs nothing.
+std::vector<std::string> EffectNames(const EffectModule& module);
+
 // An effect instance, destroyed with its owner.
 class EffectInstance {
 public:

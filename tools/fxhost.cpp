@@ -44,10 +44,8 @@ bool ModuleCreates(const fxhost::EffectModule& module, const std::string& name) 
 
 // The names this build creates, one a line, for scripts.
 int ListNames(const fxhost::EffectModule& module) {
-    for (const auto& row : fxhost::ReadCatalogue(module))
-        if (ModuleCreates(module, row.name)) std::printf("%s\n", row.name.c_str());
-    for (const char* name : fxhost::kUncataloguedNames)
-        if (ModuleCreates(module, name)) std::printf("%s\n", name);
+    for (const std::string& name : fxhost::EffectNames(module))
+        if (ModuleCreates(module, name)) std::printf("%s\n", name.c_str());
     return 0;
 }
 
@@ -66,18 +64,6 @@ int List(const fxhost::EffectModule& module) {
     return 0;
 }
 
-std::vector<std::string> KnownNames(const fxhost::EffectModule& module) {
-    std::vector<std::string> names;
-    const EffectApi& api = module.api();
-    for (int32_t i = 0, n = api.GetEffectCount(); i < n; ++i) {
-        EffectInfo info{};
-        api.GetEffectInfo(i, &info);
-        names.emplace_back(info.name);
-    }
-    names.insert(names.end(), fxhost::kUncataloguedNames.begin(), fxhost::kUncataloguedNames.end());
-    return names;
-}
-
 std::string Quoted(const std::vector<std::string>& names) {
     std::string text;
     for (const std::string& n : names) text += (text.empty() ? "\"" : ", \"") + n + "\"";
@@ -86,7 +72,7 @@ std::string Quoted(const std::vector<std::string>& names) {
 
 int Render(const fxhost::EffectModule& module, const fxtool::RenderOptions& options) {
     const EffectApi& api = module.api();
-    const auto known = KnownNames(module);
+    const auto known = fxhost::EffectNames(module);
     const bool isKnown = std::find(known.begin(), known.end(), options.name) != known.end();
     if (!isKnown)
         throw HostError("unknown effect \"" + options.name + "\"; closest: " +
