@@ -1,5 +1,6 @@
 // Registration of the benchmark cases: memcpy baselines, the module's
-// effects and frei0r peers, all on the same 1920x1080 frame.
+// effects, their first frames and frei0r peers, all on the same 1920x1080
+// frame.
 #pragma once
 
 #include <array>
@@ -29,6 +30,13 @@ struct EffectCase {
 // makes at neither depth, and "name (depth)" for those made at one only.
 std::vector<EffectCase> RegisterEffectCases(const fxhost::EffectModule& module,
                                             std::vector<std::string>& notMade);
+
+// Registers a first-frame case for each effect of kFirstFrameEffects at each
+// format it has among the effect cases, so names the module does not make
+// are left out. Each iteration times the first render of a new instance in a
+// freshly loaded copy of the module; the copies stay mapped, so the cases run
+// a few iterations only.
+std::vector<EffectCase> RegisterFirstFrameCases(const std::vector<EffectCase>& effects);
 
 struct PeerNote {
     std::string plugin;

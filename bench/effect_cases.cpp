@@ -15,12 +15,6 @@ namespace {
 constexpr std::array<int32_t, 4> kUncataloguedParams = {128, 128, 128, 128};
 constexpr int32_t kCaseFormats[] = {kFormatXrgb, kFormat565};
 
-fxhost::HostSurface CardSurface(int32_t format) {
-    fxhost::HostSurface surface(kFrameWidth, kFrameHeight, format);
-    fxhost::ImageToSurface(TestCardFrame(), surface);
-    return surface;
-}
-
 struct EffectState : CaseState {
     EffectState(const fxhost::EffectModule& module, const EffectCase& c)
         : source(CardSurface(c.format)),

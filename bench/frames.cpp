@@ -9,6 +9,12 @@ const fxhost::Image& TestCardFrame() {
     return card;
 }
 
+fxhost::HostSurface CardSurface(int32_t format) {
+    fxhost::HostSurface surface(kFrameWidth, kFrameHeight, format);
+    fxhost::ImageToSurface(TestCardFrame(), surface);
+    return surface;
+}
+
 std::string DepthLabel(int32_t format) {
     switch (format) {
     case kFormatXrgb: return "32";
@@ -22,6 +28,10 @@ int BytesPerPixel(int32_t format) { return format == kFormatXrgb ? 4 : 2; }
 
 std::string EffectCaseName(const std::string& effect, int32_t format) {
     return "effect/" + effect + "/" + DepthLabel(format);
+}
+
+std::string FirstFrameCaseName(const std::string& effect, int32_t format) {
+    return "first/" + effect + "/" + DepthLabel(format);
 }
 
 std::string MemcpyCaseName(int bytesPerPixel) { return "memcpy/" + std::to_string(bytesPerPixel * 8); }

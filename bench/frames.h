@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "host/host_surface.h"
 #include "host/picture_io.h"
 
 namespace bench {
@@ -14,6 +15,8 @@ constexpr uint32_t kFrameStepMs = 40;  // 25 frames a second
 
 // The test card at the frame size, made once.
 const fxhost::Image& TestCardFrame();
+// A host surface of this format holding the test card.
+fxhost::HostSurface CardSurface(int32_t format);
 
 // "32" for kFormatXrgb, "565" for kFormat565, "555" for kFormat555.
 std::string DepthLabel(int32_t format);
@@ -21,6 +24,8 @@ std::string DepthLabel(int32_t format);
 int BytesPerPixel(int32_t format);
 
 std::string EffectCaseName(const std::string& effect, int32_t format);
+// The first render in a freshly loaded module: first/<effect>/<depth>.
+std::string FirstFrameCaseName(const std::string& effect, int32_t format);
 std::string MemcpyCaseName(int bytesPerPixel);  // memcpy/32, memcpy/16
 std::string PeerCaseName(const std::string& plugin);
 

@@ -30,6 +30,12 @@ double ToMilliseconds(double value, benchmark::TimeUnit unit) {
 
 }  // namespace
 
+std::optional<double> TimeOf(const RunResults& results, const std::string& caseName) {
+    const auto it = results.find(caseName);
+    if (it == results.end() || it->second.repetitions == 0) return std::nullopt;
+    return it->second.ms;
+}
+
 CollectingReporter::CollectingReporter(const CommandLine& line) : display_(MakeDisplay(line)) {}
 
 bool CollectingReporter::ReportContext(const Context& context) { return display_->ReportContext(context); }

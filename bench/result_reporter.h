@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "bench/command_line.h"
@@ -18,6 +19,9 @@ struct CaseResult {
     std::string error;  // set when the case was skipped with an error
 };
 using RunResults = std::map<std::string, CaseResult>;  // by case name
+
+// The case's time per frame in ms; none when it did not run or failed.
+std::optional<double> TimeOf(const RunResults& results, const std::string& caseName);
 
 class CollectingReporter : public benchmark::BenchmarkReporter {
 public:

@@ -1,67 +1,31 @@
 #include "bench/summary.h"
 
-#include <algorithm>
-#include <cstdarg>
-#include <map>
-#include <optional>
-
 #include "bench/frames.h"
+#include "bench/speed_targets.h"
+#include "bench/summary_text.h"
 #include "bench/tables.h"
 
 namespace bench {
 
 namespace {
 
-__attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    va_list again;
-    va_copy(again, args);
-    const int length = std::vsnprintf(nullptr, 0, format, args);
-    va_end(args);
-    std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
-    std::vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
-    return text;
-}
-
-// Times below a microsecond print as such: an effect that writes nothing at
-// some depth shows as that rather than as 0.000.
-std::string Milliseconds(double ms) { return ms < 0.001 ? "<0.001" : Format("%.3f", ms); }
-std::string Ratio(double ratio) { return ratio < 0.01 ? "<0.01" : Format("%.2f", ratio); }
-
-std::optional<double> TimeOf(const RunResults& results, const std::string& caseName) {
-    const auto it = results.find(caseName);
-    if (it == results.end() || it->second.repetitions == 0) return std::nullopt;
-    return it->second.ms;
-}
-
-// Prints items separated by ", ", wrapping lines at about 100 columns.
-void PrintList(std::FILE* out, const std::string& heading, const std::vector<std::string>& items) {
-    std::string line = heading;
-    for (size_t i = 0; i < items.size(); ++i) {
-        const std::string item = items[i] + (i + 1 < items.size() ? "," : "");
-        if (line.size() + 1 + item.size() > 100) {
-            std::fprintf(out, "%s\n", line.c_str());
-            line = "   ";
-        }
-        line += " " + item;
-    }
-    std::fprintf(out, "%s\n", line.c_str());
-}
+using Table = std::vector<std::vector<std::string>>;
 
 bool EffectRanAt(const SummaryInput& input, int bytesPerPixel) {
     for (const EffectCase& c : input.effects)
+        if (BytesPerPixel(c.format) == bytesPerPixel && TimeOf(input.results, EffectCaseName(c.name, c.format)))
+            return true;
+    for (const EffectCase& c : input.firstFrames)
         if (BytesPerPixel(c.format) == bytesPerPixel &&
-            TimeOf(input.results, EffectCaseName(c.name, c.format)))
+            TimeOf(input.results, FirstFrameCaseName(c.name, c.format)))
             return true;
     return false;
 }
 
 // memcpy of a frame by bytes per pixel: from the run, else timed here when an
 // effect of that depth ran. measuredHere names the ones timed here.
-std::map<int, double> Baselines(const SummaryInput& input, std::vector<std::string>& measuredHere) {
-    std::map<int, double> baselines;
+Baselines MeasureBaselines(const SummaryInput& input, std::vector<std::string>& measuredHere) {
+    Baselines baselines;
     for (int bytes : {4, 2}) {
         if (auto ms = TimeOf(input.results, MemcpyCaseName(bytes))) {
             baselines[bytes] = *ms;
@@ -73,93 +37,63 @@ std::map<int, double> Baselines(const SummaryInput& input, std::vector<std::stri
     return baselines;
 }
 
-const EffectPeers* PeersOf(const std::string& effect) {
-    for (const auto& row : kEffectPeers)
-        if (effect == row.effect) return &row;
-    return nullptr;
-}
-
 std::string PeerRatios(const SummaryInput& input, const std::string& effect, double ms) {
-    const EffectPeers* row = PeersOf(effect);
-    if (!row) return "";
     std::string text;
-    for (const char* plugin : row->plugins) {
-        if (!text.empty()) text += ", ";
-        const auto peerMs = TimeOf(input.results, PeerCaseName(plugin));
-        text += std::string(plugin) + " " + (peerMs ? Ratio(ms / *peerMs) : "n/a");
+    for (const auto& row : kEffectPeers) {
+        if (effect != row.effect) continue;
+        for (const char* plugin : row.plugins) {
+            if (!text.empty()) text += ", ";
+            const auto peerMs = TimeOf(input.results, PeerCaseName(plugin));
+            text += std::string(plugin) + " " + (peerMs ? Ratio(ms / *peerMs) : "n/a");
+        }
     }
     return text;
 }
 
-std::string TargetVerdict(const EffectCase& c, double timesMemcpy) {
-    for (const auto& target : kSpeedTargets)
-        if (c.name == target.effect && c.format == target.format)
-            return Format("within %gx memcpy: %s", target.maxTimesMemcpy,
-                          timesMemcpy <= target.maxTimesMemcpy ? "PASS" : "MISS");
-    return "";
-}
-
-struct EffectRow {
-    std::string name, depth, ms, timesMemcpy, peers, target;
-};
-
-std::vector<EffectRow> EffectRows(const SummaryInput& input, const std::map<int, double>& baselines) {
-    std::vector<EffectRow> rows;
+// Effect, depth, ms/frame, x memcpy, peer ratios, target verdict.
+void PrintEffects(std::FILE* out, const SummaryInput& input, const Baselines& baselines) {
+    Table table = {{"Effect", "Depth", "ms/frame", "x memcpy", "x peer (effect / peer)", "Target"}};
     for (const EffectCase& c : input.effects) {
         const auto result = input.results.find(EffectCaseName(c.name, c.format));
         if (result == input.results.end()) continue;  // filtered out
-        EffectRow row{c.name, DepthLabel(c.format), "", "", "", ""};
         if (result->second.repetitions == 0) {
-            row.ms = "error: " + result->second.error;
-        } else {
-            const double ms = result->second.ms;
-            const double timesMemcpy = ms / baselines.at(BytesPerPixel(c.format));
-            row.ms = Milliseconds(ms);
-            row.timesMemcpy = Ratio(timesMemcpy);
-            row.peers = PeerRatios(input, c.name, ms);
-            row.target = TargetVerdict(c, timesMemcpy);
+            table.push_back({c.name, DepthLabel(c.format), "error: " + result->second.error});
+            continue;
         }
-        rows.push_back(std::move(row));
+        const double ms = result->second.ms;
+        table.push_back({c.name, DepthLabel(c.format), Milliseconds(ms),
+                         Ratio(ms / baselines.at(BytesPerPixel(c.format))), PeerRatios(input, c.name, ms),
+                         TargetVerdict(input.results, baselines, c.name, c.format)});
     }
-    return rows;
+    PrintTable(out, table, {false, false, true, true, false, false});
 }
 
-void PrintEffects(std::FILE* out, const SummaryInput& input, const std::map<int, double>& baselines) {
-    const std::vector<EffectRow> rows = EffectRows(input, baselines);
-    EffectRow header{"Effect", "Depth", "ms/frame", "x memcpy", "x peer (effect / peer)", "Target"};
-    size_t nameWidth = header.name.size(), peerWidth = header.peers.size();
-    for (const EffectRow& row : rows) {
-        nameWidth = std::max(nameWidth, row.name.size());
-        peerWidth = std::max(peerWidth, row.peers.size());
+// Effect, depth, ms for the first frame, x memcpy, and x the effect's later
+// frames when its ordinary case ran.
+void PrintFirstFrames(std::FILE* out, const SummaryInput& input, const Baselines& baselines) {
+    Table table = {{"First frame", "Depth", "ms/frame", "x memcpy", "x later frames"}};
+    for (const EffectCase& c : input.firstFrames) {
+        const auto result = input.results.find(FirstFrameCaseName(c.name, c.format));
+        if (result == input.results.end()) continue;  // filtered out
+        if (result->second.repetitions == 0) {
+            table.push_back({c.name, DepthLabel(c.format), "error: " + result->second.error});
+            continue;
+        }
+        const double ms = result->second.ms;
+        const auto laterMs = TimeOf(input.results, EffectCaseName(c.name, c.format));
+        table.push_back({c.name, DepthLabel(c.format), Milliseconds(ms),
+                         Ratio(ms / baselines.at(BytesPerPixel(c.format))), laterMs ? Ratio(ms / *laterMs) : ""});
     }
-    auto print = [&](const EffectRow& row) {
-        std::string line =
-            Format("%-*s  %-5s  %8s  %8s  %-*s  %s", static_cast<int>(nameWidth), row.name.c_str(),
-                   row.depth.c_str(), row.ms.c_str(), row.timesMemcpy.c_str(), static_cast<int>(peerWidth),
-                   row.peers.c_str(), row.target.c_str());
-        line.erase(line.find_last_not_of(' ') + 1);
-        std::fprintf(out, "%s\n", line.c_str());
-    };
-    print(header);
-    for (const EffectRow& row : rows) print(row);
+    if (table.size() == 1) return;
+    std::fprintf(out,
+                 "First frames: the first render of a new instance in a freshly loaded module,\n"
+                 "process-wide tables built inside it.\n\n");
+    PrintTable(out, table, {false, false, true, true, true});
+    std::fprintf(out, "\n");
 }
 
-// Targets whose case did not run, so that a missing effect is not mistaken
-// for a met goal.
-void PrintUnmeasuredTargets(std::FILE* out, const SummaryInput& input) {
-    std::vector<std::string> unmeasured;
-    for (const auto& target : kSpeedTargets)
-        if (!TimeOf(input.results, EffectCaseName(target.effect, target.format)))
-            unmeasured.push_back(EffectCaseName(target.effect, target.format));
-    if (!unmeasured.empty()) PrintList(out, "Targets not measured in this run:", unmeasured);
-}
-
-}  // namespace
-
-void PrintSummary(std::FILE* out, const SummaryInput& input) {
-    std::vector<std::string> measuredHere;
-    const auto baselines = Baselines(input, measuredHere);
-
+void PrintHeading(std::FILE* out, const SummaryInput& input, const Baselines& baselines,
+                  const std::vector<std::string>& measuredHere) {
     std::fprintf(out,
                  "\nSummary: %dx%d frames, time per frame in ms; a ratio is this effect's time over\n"
                  "the other's, so below 1 is faster.\n\n",
@@ -169,27 +103,42 @@ void PrintSummary(std::FILE* out, const SummaryInput& input) {
         if (baselines.count(bytes))
             baselineItems.push_back(Format("%s %.3f", MemcpyCaseName(bytes).c_str(), baselines.at(bytes)));
     if (!baselineItems.empty()) PrintList(out, "Baseline:", baselineItems);
-    if (!measuredHere.empty())
-        PrintList(out, "Baseline timed for the summary, not in this run:", measuredHere);
+    if (!measuredHere.empty()) PrintList(out, "Baseline timed for the summary, not in this run:", measuredHere);
 
     std::vector<std::string> peerItems;
     for (const std::string& plugin : input.peers)
         if (auto ms = TimeOf(input.results, PeerCaseName(plugin)))
-            peerItems.push_back(Format("%s %.3f", plugin.c_str(), ms.value()));
+            peerItems.push_back(Format("%s %.3f", plugin.c_str(), *ms));
     if (!peerItems.empty()) PrintList(out, "frei0r peers:", peerItems);
     std::fprintf(out, "\n");
+}
 
-    PrintEffects(out, input, baselines);
-    std::fprintf(out, "\n");
-    PrintUnmeasuredTargets(out, input);
+// What was not measured or failed outside the tables.
+void PrintNotes(std::FILE* out, const SummaryInput& input) {
+    // Listed so that a missing case is not mistaken for a met goal.
+    const std::vector<std::string> unmeasured = UnmeasuredTargets(input.results);
+    if (!unmeasured.empty()) PrintList(out, "Targets not measured in this run:", unmeasured);
     if (!input.notMade.empty())
         PrintList(out, Format("Not made by the module (%zu):", input.notMade.size()), input.notMade);
     std::vector<std::string> skipped;
     for (const PeerNote& note : input.peerNotes) skipped.push_back(note.plugin + " (" + note.note + ")");
     if (!skipped.empty()) PrintList(out, "frei0r peers skipped:", skipped);
+    // Effect and first-frame errors show in their tables.
     for (const auto& [name, result] : input.results)
-        if (result.repetitions == 0 && name.rfind("effect/", 0) != 0)
+        if (result.repetitions == 0 && name.rfind("effect/", 0) != 0 && name.rfind("first/", 0) != 0)
             std::fprintf(out, "%s failed: %s\n", name.c_str(), result.error.c_str());
+}
+
+}  // namespace
+
+void PrintSummary(std::FILE* out, const SummaryInput& input) {
+    std::vector<std::string> measuredHere;
+    const Baselines baselines = MeasureBaselines(input, measuredHere);
+    PrintHeading(out, input, baselines, measuredHere);
+    PrintEffects(out, input, baselines);
+    std::fprintf(out, "\n");
+    PrintFirstFrames(out, input, baselines);
+    PrintNotes(out, input);
 }
 
 }  // namespace bench

@@ -1,5 +1,6 @@
 // The summary printed after the run: each effect's time per frame, its ratio
-// to memcpy of the same depth and to its frei0r peers, and the speed targets.
+// to memcpy of the same depth and to its frei0r peers, the speed targets, and
+// the first frames of the effects that build tables at their first render.
 #pragma once
 
 #include <cstdio>
@@ -14,6 +15,7 @@ namespace bench {
 struct SummaryInput {
     const RunResults& results;
     const std::vector<EffectCase>& effects;
+    const std::vector<EffectCase>& firstFrames;
     const std::vector<std::string>& notMade;
     const std::vector<std::string>& peers;  // plugins with a registered case
     const std::vector<PeerNote>& peerNotes;

@@ -24,16 +24,53 @@ const std::vector<EffectPeers> kEffectPeers = {
     {"Contrast Brightness XT Inverse", {"contrast0r", "brightness"}},
     {"RGBControl", {"coloradj_RGB"}},
     {"RGBControl Inverse", {"coloradj_RGB"}},
+    {"Solarize", {"posterize"}},
+    {"Solarize Smooth", {"posterize"}},
+    {"Inverse Solarize", {"posterize"}},
+    {"Inverse Solarize Smooth", {"posterize"}},
     {"Posterize", {"posterize"}},
     {"Posterize Smooth", {"posterize"}},
+    {"Saturate Quantize", {"posterize"}},
+    {"Saturate Quantize Smooth", {"posterize"}},
     {"Posterize Hue", {"hueshift0r"}},
     {"Posterize Hue Smooth", {"hueshift0r"}},
+    {"Tinta Special FX", {"hueshift0r"}},
+    {"Tinta Special FX Smooth", {"hueshift0r"}},
     {"MotionBlur", {"baltan"}},
 };
 
+namespace {
+constexpr PeerLimit kFasterThanPosterize{"posterize", Bound::kBelow, 1.0};
+constexpr PeerLimit kHalfOfHueshift{"hueshift0r", Bound::kAtMost, 0.5};
+}  // namespace
+
+// Effect, format, x memcpy, then the peer limit and the twin when there are.
 const std::vector<SpeedTarget> kSpeedTargets = {
     {"RGBControl", kFormatXrgb, 4.0},
     {"Brightness Contrast", kFormatXrgb, 8.0},
+
+    {"Solarize", kFormatXrgb, 8.0, kFasterThanPosterize},
+    {"Inverse Solarize", kFormatXrgb, 8.0, kFasterThanPosterize},
+    {"Posterize", kFormatXrgb, 8.0, kFasterThanPosterize},
+    {"Saturate Quantize", kFormatXrgb, 8.0, kFasterThanPosterize},
+    {"Posterize Hue", kFormatXrgb, 12.0, kHalfOfHueshift},
+    {"Tinta Special FX", kFormatXrgb, 12.0, kHalfOfHueshift},
+
+    // The smoothing pass costs at most this many memcpys over the plain twin.
+    {"Solarize Smooth", kFormatXrgb, 10.0, {}, "Solarize"},
+    {"Inverse Solarize Smooth", kFormatXrgb, 10.0, {}, "Inverse Solarize"},
+    {"Posterize Smooth", kFormatXrgb, 10.0, {}, "Posterize"},
+    {"Saturate Quantize Smooth", kFormatXrgb, 10.0, {}, "Saturate Quantize"},
+    {"Posterize Hue Smooth", kFormatXrgb, 10.0, {}, "Posterize Hue"},
+    {"Tinta Special FX Smooth", kFormatXrgb, 10.0, {}, "Tinta Special FX"},
+    {"Solarize Smooth", kFormat565, 10.0, {}, "Solarize"},
+    {"Inverse Solarize Smooth", kFormat565, 10.0, {}, "Inverse Solarize"},
+    {"Posterize Smooth", kFormat565, 10.0, {}, "Posterize"},
+    {"Saturate Quantize Smooth", kFormat565, 10.0, {}, "Saturate Quantize"},
+    {"Posterize Hue Smooth", kFormat565, 10.0, {}, "Posterize Hue"},
+    {"Tinta Special FX Smooth", kFormat565, 10.0, {}, "Tinta Special FX"},
 };
+
+const std::vector<const char*> kFirstFrameEffects = {"Posterize Hue", "Tinta Special FX"};
 
 }  // namespace bench

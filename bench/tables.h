@@ -23,13 +23,32 @@ struct EffectPeers {
 };
 extern const std::vector<EffectPeers> kEffectPeers;
 
-// A speed goal: the effect at this format within maxTimesMemcpy times the
-// memcpy of a frame of the same depth.
+// How a ratio must compare with its limit.
+enum class Bound { kBelow, kAtMost };
+
+// A limit on the effect's time over a frei0r peer's.
+struct PeerLimit {
+    const char* plugin = nullptr;  // no limit when null
+    Bound bound = Bound::kAtMost;
+    double maxRatio = 0;
+};
+
+// A speed goal for the effect at this format. Its time must be within
+// maxTimesMemcpy times the memcpy of a frame of the same depth or, when twin
+// names another effect, within that effect's time at the same format plus
+// maxTimesMemcpy memcpys. When peer names a plugin, the ratio to that peer's
+// time must keep to its limit as well.
 struct SpeedTarget {
     const char* effect;
     int32_t format;
     double maxTimesMemcpy;
+    PeerLimit peer = {};
+    const char* twin = nullptr;
 };
 extern const std::vector<SpeedTarget> kSpeedTargets;
+
+// Effects whose first render in a process builds process-wide tables; their
+// first frame in a freshly loaded module is timed as a case of its own.
+extern const std::vector<const char*> kFirstFrameEffects;
 
 }  // namespace bench

@@ -8,7 +8,8 @@ namespace {
 
 void GainRowScalar(const uint32_t* src, uint32_t* dst, int32_t n, int32_t red, int32_t green,
                    int32_t blue, uint32_t xorMask) {
-    for (int32_t x = 0; x < n; ++x) dst[x] = GainPixel(src[x], red, green, blue) ^ xorMask;
+    for (int32_t x = 0; x < n; ++x)
+        StorePixel(dst, x, GainPixel(LoadPixel(src, x), red, green, blue) ^ xorMask);
 }
 
 // Gains from 0 to 256 keep every channel within a byte, so the channels can
@@ -88,7 +89,7 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) void TableAvx512(const Pi
             const __m512i out = _mm512_xor_si512(_mm512_and_si512(v, colour), mask);
             _mm512_storeu_si512(dst + x, out);
         }
-        for (; x < rows.width; ++x) dst[x] = TablePixel(src[x], table) ^ xorMask;
+        for (; x < rows.width; ++x) StorePixel(dst, x, TablePixel(LoadPixel(src, x), table) ^ xorMask);
     }
 }
 
@@ -108,8 +109,8 @@ void TableTwoLookups(const PixelRows& rows, const uint8_t table[256], uint32_t x
         const uint32_t* src = rows.srcRow<uint32_t>(y);
         uint32_t* dst = rows.dstRow<uint32_t>(y);
         for (int32_t x = 0; x < rows.width; ++x) {
-            const uint32_t p = src[x];
-            dst[x] = red[(p >> 16) & 0xFF] | gb[p & 0xFFFF];
+            const uint32_t p = LoadPixel(src, x);
+            StorePixel(dst, x, red[(p >> 16) & 0xFF] | gb[p & 0xFFFF]);
         }
     }
 }

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -120,6 +121,31 @@ uint64_t EffectModule::call(uint32_t code) {
     session_->context.result = kResultUntouched;
     pluginMain_(&session_->context);
     return session_->context.result;
+}
+
+std::unique_ptr<EffectModule> LoadModuleCopy(ModuleOptions options) {
+    // The loader knows a loaded library by its file name, so every copy needs
+    // a name this process has not loaded before; the process id keeps
+    // processes sharing the directory apart.
+    static std::atomic<unsigned> counter{0};
+    namespace fs = std::filesystem;
+    const std::string original = DefaultModulePath();
+    fs::path copy;
+    try {
+        copy = fs::temp_directory_path() /
+               ("fxhost-module-" + std::to_string(getpid()) + "-" + std::to_string(counter++) + ".so");
+        fs::copy_file(original, copy, fs::copy_options::overwrite_existing);
+    } catch (const fs::filesystem_error& error) {
+        throw HostError("cannot copy module " + original + ": " + error.what());
+    }
+    struct RemoveCopy {
+        const fs::path& path;
+        ~RemoveCopy() {
+            std::error_code ignored;
+            fs::remove(path, ignored);
+        }
+    } removeCopy{copy};
+    return std::make_unique<EffectModule>(copy.string(), options);
 }
 
 HostContext& EffectModule::context() { return session_->context; }

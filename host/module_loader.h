@@ -59,6 +59,12 @@ private:
     const EffectApi* api_ = nullptr;
 };
 
+// Loads a copy of the module file under a name new to this process, so that
+// the dynamic loader maps it afresh and it starts with globals and tables of
+// its own, as in a new process. The copy is deleted once loaded; the mapping
+// stays until the process ends. Throws HostError.
+std::unique_ptr<EffectModule> LoadModuleCopy(ModuleOptions options = {});
+
 // A catalogue row as the host reads it.
 struct CatalogueEntry {
     std::string name;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 struct PixelRows {
     const uint8_t* src;
@@ -20,3 +21,16 @@ struct PixelRows {
         return reinterpret_cast<Pixel*>(dst + static_cast<intptr_t>(y) * dstStep);
     }
 };
+
+// Pixel words at any address: a host may start rows where it likes, so the
+// scalar loops make no assumption about alignment.
+template <class Word>
+inline Word LoadPixel(const Word* row, int32_t x) {
+    Word w;
+    std::memcpy(&w, row + x, sizeof w);
+    return w;
+}
+template <class Word>
+inline void StorePixel(Word* row, int32_t x, Word w) {
+    std::memcpy(row + x, &w, sizeof w);
+}

@@ -92,3 +92,26 @@ LoopExtent CRenderInterface::PixelLoopExtent() const {
     if (rows <= 0 || width <= 0) return {0, 0};
     return {rows, width};
 }
+
+namespace {
+
+// Words of wordBytes that fit in one row of the surface's picture.
+int32_t WordsInRow(const Surface& s, int32_t wordBytes) {
+    const int32_t rowBytes = SurfaceWidth(s) * (s.depth >> 3);
+    return rowBytes > 0 ? rowBytes / wordBytes : 0;
+}
+
+}  // namespace
+
+PixelRows CRenderInterface::WordLoop(int32_t wordBytes) const {
+    PixelRows rows{source->pixels, source->rowBytes, destination->pixels, destination->rowBytes, 0, 0};
+    if (!source->pixels || !destination->pixels) return rows;
+    const int32_t height = std::min(SurfaceHeight(*source), SurfaceHeight(*destination));
+    const int32_t width = std::min({SurfaceWidth(*source), WordsInRow(*source, wordBytes),
+                                    WordsInRow(*destination, wordBytes)});
+    if (height > 0 && width > 0) {
+        rows.rows = height;
+        rows.width = width;
+    }
+    return rows;
+}

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "render/pixel_rows.h"
 #include "render/surface.h"
 #include "shell/frame_params.h"
 
@@ -50,6 +51,10 @@ public:
     // Rows and width of a pixel loop: the current source's bounds, never more
     // than the destination holds.
     LoopExtent PixelLoopExtent() const;
+    // Source and destination rows for a loop over words of wordBytes, each
+    // surface stepped by its own rowBytes: the source's rows and width, cut
+    // to what both pictures hold. Empty when either has no pixels.
+    PixelRows WordLoop(int32_t wordBytes) const;
 
     uint32_t startTime;
     bool valid;

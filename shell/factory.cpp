@@ -1,6 +1,7 @@
 #include "shell/factory.h"
 
 #include "colour/color_control_effect.h"
+#include "colour/tintara.h"
 #include "shell/frame_params.h"
 
 namespace {
@@ -19,6 +20,24 @@ CRenderInterface* ColorControl(uint32_t useRgb, uint32_t useBrightnessContrast, 
     record.contrastParam = 1;
     record.inverse = inverse;
     return NewZeroedEffect<ColorControlEffect>(&record);
+}
+
+// The table-driven colour effects differ in the effect, the stored
+// intensity and the smooth pass.
+CRenderInterface* TableColour(TableEffect effect, int8_t storedIntensity, uint8_t smooth) {
+    TintaraParams record{};
+    record.recordVersion = 1;
+    record.quantiseRoute = 0;
+    record.tableEffect = effect;
+    record.useHostValue = 1;
+    record.storedIntensity = storedIntensity;
+    record.hostValueIndex = 0;
+    for (int c = 0; c < 3; ++c) {
+        record.channelSource[c] = static_cast<int8_t>(c + 1);
+        record.channelGain[c] = 100;
+    }
+    record.smooth = smooth;
+    return NewZeroedEffect<Tintara>(record);
 }
 
 struct FactoryRow {
@@ -48,18 +67,18 @@ const FactoryRow kFactoryRows[kFactoryNameCount] = {
     {"RGB Cycling Slow", nullptr},
     {"RGB Cycling Fast", nullptr},
     {"MotionBlur", nullptr},
-    {"Solarize", nullptr},
-    {"Solarize Smooth", nullptr},
-    {"Inverse Solarize", nullptr},
-    {"Inverse Solarize Smooth", nullptr},
-    {"Posterize", nullptr},
-    {"Posterize Smooth", nullptr},
-    {"Saturate Quantize", nullptr},
-    {"Saturate Quantize Smooth", nullptr},
-    {"Posterize Hue", nullptr},
-    {"Posterize Hue Smooth", nullptr},
-    {"Tinta Special FX", nullptr},
-    {"Tinta Special FX Smooth", nullptr},
+    {"Solarize", [] { return TableColour(kSineWave, 100, 0); }},
+    {"Solarize Smooth", [] { return TableColour(kSineWave, 100, 1); }},
+    {"Inverse Solarize", [] { return TableColour(kCosineWave, 100, 0); }},
+    {"Inverse Solarize Smooth", [] { return TableColour(kCosineWave, 100, 1); }},
+    {"Posterize", [] { return TableColour(kPosterizeLevels, 100, 0); }},
+    {"Posterize Smooth", [] { return TableColour(kPosterizeLevels, 100, 1); }},
+    {"Saturate Quantize", [] { return TableColour(kSaturateQuantize, 100, 0); }},
+    {"Saturate Quantize Smooth", [] { return TableColour(kSaturateQuantize, 100, 1); }},
+    {"Posterize Hue", [] { return TableColour(kHuePosterize, 100, 0); }},
+    {"Posterize Hue Smooth", [] { return TableColour(kHuePosterize, 100, 1); }},
+    {"Tinta Special FX", [] { return TableColour(kHueSpecial, 75, 0); }},
+    {"Tinta Special FX Smooth", [] { return TableColour(kHueSpecial, 75, 1); }},
     {"OldMovieClean", nullptr},
     {"OldMovieDirty", nullptr},
     {"Brightness Contrast XT", nullptr},

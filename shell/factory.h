@@ -20,7 +20,7 @@ CRenderInterface* CreateEffect(const char* name, Surface* source, Surface* desti
 
 // Allocates an instance, fills it with zero bytes and constructs it.
 template <class Effect, class Record>
-CRenderInterface* NewZeroedEffect(const Record* record) {
+CRenderInterface* NewZeroedEffect(const Record& record) {
     void* block = ::operator new(sizeof(Effect));
     std::memset(block, 0, sizeof(Effect));
     // The fill must survive: the compiler may otherwise drop stores made

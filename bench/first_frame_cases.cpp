@@ -1,0 +1,76 @@
+// First frames: some effects build process-wide tables at their first render
+// in a process and are cheap afterwards. Each iteration loads a fresh copy of
+// the module, whose tables start empty, makes an instance on the test card and
+// times its first render alone; loading, creation and destruction are left
+// out of the time.
+#include <benchmark/benchmark.h>
+
+#include <optional>
+
+#include "bench/case_state.h"
+#include "bench/cases.h"
+#include "bench/frames.h"
+#include "bench/tables.h"
+#include "host/host_error.h"
+
+namespace bench {
+
+namespace {
+
+// Every copy of the module stays mapped with its tables until the process
+// ends, so the count is small and fixed.
+constexpr int kFirstFrameIterations = 5;
+
+struct FirstFrameState : CaseState {
+    explicit FirstFrameState(int32_t format)
+        : source(CardSurface(format)), destination(kFrameWidth, kFrameHeight, format) {}
+    fxhost::HostSurface source;
+    fxhost::HostSurface destination;
+};
+
+void RunFirstFrame(benchmark::State& state, const EffectCase& c, const std::string& caseName) {
+    auto& s = StateFor<FirstFrameState>(caseName, [&] { return std::make_unique<FirstFrameState>(c.format); });
+    for ([[maybe_unused]] auto _ : state) {
+        state.PauseTiming();
+        std::unique_ptr<fxhost::EffectModule> module;
+        std::optional<fxhost::EffectInstance> effect;  // goes before its module
+        try {
+            module = fxhost::LoadModuleCopy();
+            effect.emplace(*module, c.name, s.source.get(), s.destination.get());
+        } catch (const fxhost::HostError& error) {
+            state.SkipWithError(error.what());
+            break;
+        }
+        state.ResumeTiming();
+        effect->render(c.params, s.source.get(), 0);
+        state.PauseTiming();
+        effect.reset();
+        module.reset();
+        state.ResumeTiming();
+    }
+    benchmark::DoNotOptimize(s.destination.row(0));
+    state.SetItemsProcessed(state.iterations());
+}
+
+bool IsFirstFrameEffect(const std::string& name) {
+    for (const char* effect : kFirstFrameEffects)
+        if (name == effect) return true;
+    return false;
+}
+
+}  // namespace
+
+std::vector<EffectCase> RegisterFirstFrameCases(const std::vector<EffectCase>& effects) {
+    std::vector<EffectCase> cases;
+    for (const EffectCase& c : effects) {
+        if (!IsFirstFrameEffect(c.name)) continue;
+        const std::string caseName = FirstFrameCaseName(c.name, c.format);
+        benchmark::RegisterBenchmark(caseName.c_str(), [c, caseName](benchmark::State& state) {
+            RunFirstFrame(state, c, caseName);
+        })->Unit(benchmark::kMillisecond)->Iterations(kFirstFrameIterations);
+        cases.push_back(c);
+    }
+    return cases;
+}
+
+}  // namespace bench

@@ -1,0 +1,188 @@
+#include "colour/smooth_pass.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "shell/numeric.h"
+
+namespace {
+
+// Room for width slots and one guard slot, grown to a multiple of 16 bytes.
+uint32_t RowSlotBytes(int32_t width) {
+    const uint32_t bytes = static_cast<uint32_t>(width) * 4 + 4;
+    return bytes % 16 == 0 ? bytes : bytes + (16 - bytes % 16);
+}
+
+// A zeroed block of count times size bytes, the product taken in 32 bits: one
+// that does not fit fails, as the largest request would.
+uint8_t* AllocateBlock(uint32_t count, uint32_t size) {
+    const uint64_t bytes = uint64_t{count} * size;
+    if (bytes > UINT32_MAX) return nullptr;
+    return static_cast<uint8_t*>(std::calloc(bytes, 1));
+}
+
+// The bytes a surface's own picture covers, as offsets from its pixels: its
+// rows at rowBytes, each as wide as its bounds at its depth. Every access of
+// the pass stays inside, so surfaces of other sizes, depths or steps than the
+// picture being filtered never lead outside their memory.
+struct Span {
+    int64_t begin = 0;
+    int64_t end = 0;
+};
+
+Span PictureSpan(const Surface& s) {
+    const int64_t height = SurfaceHeight(s), width = SurfaceWidth(s), bytes = s.depth / 8;
+    if (!s.pixels || height <= 0 || width <= 0 || bytes <= 0) return {};
+    const int64_t lastRow = (height - 1) * int64_t{s.rowBytes};
+    return {std::min<int64_t>(0, lastRow), std::max<int64_t>(0, lastRow) + width * bytes};
+}
+
+// The words [first, end) of a row of count words of size bytes at offset that
+// lie wholly inside the span.
+struct Cut {
+    int32_t first;
+    int32_t end;
+};
+
+Cut CutRow(const Span& span, int64_t offset, int32_t count, int32_t size) {
+    const int64_t first = offset >= span.begin ? 0 : (span.begin - offset + size - 1) / size;
+    const int64_t end =
+        offset >= span.end ? 0 : std::min<int64_t>(count, (span.end - offset) / size);
+    if (first >= end) return {0, 0};
+    return {static_cast<int32_t>(first), static_cast<int32_t>(end)};
+}
+
+using Unpacker = void (*)(const uint8_t* pixels, uint8_t* slots, int32_t count, int32_t format,
+                          SimdLevel level);
+using Packer = void (*)(const uint8_t* slots, uint8_t* pixels, int32_t count, int32_t format,
+                        SimdLevel level);
+
+void Unpack16(const uint8_t* pixels, uint8_t* slots, int32_t count, int32_t format,
+              SimdLevel level) {
+    UnpackSlots16(reinterpret_cast<const uint16_t*>(pixels), slots, count, format, level);
+}
+void Pack16(const uint8_t* slots, uint8_t* pixels, int32_t count, int32_t format, SimdLevel level) {
+    PackSlots16(slots, reinterpret_cast<uint16_t*>(pixels), count, format, level);
+}
+void Copy32(const uint8_t* from, uint8_t* to, int32_t count, int32_t, SimdLevel) {
+    if (count > 0) std::memcpy(to, from, static_cast<size_t>(count) * 4);
+}
+
+// One call: the two surfaces with their spans, the width of the picture and
+// the converters of its format.
+struct Pass {
+    Surface* from;
+    Surface* to;
+    Span fromSpan, toSpan;
+    int32_t width;
+    int32_t pixelBytes;
+    int32_t format;
+    SimdLevel level;
+    Unpacker unpack;
+    Packer pack;
+
+    // The row of from at offset into slots; slots outside from's memory
+    // read as 0.
+    void ReadRow(int64_t offset, uint8_t* slots) const {
+        const Cut cut = CutRow(fromSpan, offset, width, pixelBytes);
+        std::memset(slots, 0, static_cast<size_t>(cut.first) * 4);
+        if (cut.end > cut.first)
+            unpack(from->pixels + offset + int64_t{cut.first} * pixelBytes, slots + 4 * cut.first,
+                   cut.end - cut.first, format, level);
+        const int32_t tail = std::max(cut.end, cut.first);
+        std::memset(slots + 4 * tail, 0, static_cast<size_t>(width - tail) * 4);
+    }
+    void WriteRow(int64_t offset, const uint8_t* slots) const {
+        const Cut cut = CutRow(toSpan, offset, width, pixelBytes);
+        if (cut.end > cut.first)
+            pack(slots + 4 * cut.first, to->pixels + offset + int64_t{cut.first} * pixelBytes,
+                 cut.end - cut.first, format, level);
+    }
+    void ClearRow(int64_t offset) const {
+        const Cut cut = CutRow(toSpan, offset, width, pixelBytes);
+        if (cut.end > cut.first)
+            std::memset(to->pixels + offset + int64_t{cut.first} * pixelBytes, 0,
+                        static_cast<size_t>(cut.end - cut.first) * pixelBytes);
+    }
+};
+
+void StoreZeroSlot(uint8_t* slots, int32_t index) {
+    std::memset(slots + 4 * index, 0, 4);
+}
+
+}  // namespace
+
+SmoothWeightPair SmoothWeights(float smoothAmount, float neighbourGain) {
+    const float neighbour = smoothAmount * neighbourGain * 8192.0f;
+    const double centre = (1.0 - static_cast<double>(smoothAmount)) * 65536.0;
+    return {TruncToInt32(neighbour), TruncToInt32(centre)};
+}
+
+int32_t SmoothSurface(Surface* from, Surface* to, int32_t, float smoothAmount,
+                      float neighbourGain) {
+    return SmoothSurfaceWeighted(from, to, SmoothWeights(smoothAmount, neighbourGain));
+}
+
+int32_t SmoothSurfaceWeighted(Surface* from, Surface* to, SmoothWeightPair weights,
+                              SimdLevel level) {
+    if (!from || !to || !from->pixels || !to->pixels) return 1;
+    const bool sixteen = to->depth == 16;
+    Pass pass{from,
+              to,
+              PictureSpan(*from),
+              PictureSpan(*to),
+              std::max(0, SurfaceWidth(*from)),
+              sixteen ? 2 : 4,
+              from->pixelFormat,
+              level,
+              sixteen ? Unpack16 : Copy32,
+              sixteen ? Pack16 : Copy32};
+    const int32_t width = pass.width;
+    const int32_t height = std::max(0, SurfaceHeight(*from));
+    // Rows step by an even number of bytes.
+    const int64_t fromStep = from->rowBytes / 2 * 2;
+    const int64_t toStep = to->rowBytes / 2 * 2;
+
+    const uint32_t rowSlotBytes = RowSlotBytes(width);
+    uint8_t* rowBlock = AllocateBlock(3, rowSlotBytes);
+    if (!rowBlock) return -1;
+    uint8_t* outBlock = AllocateBlock(1, rowSlotBytes + 32);
+    if (!outBlock) {
+        std::free(rowBlock);
+        return -1;
+    }
+    uint8_t* out = outBlock + 16;
+    uint8_t* above = rowBlock;
+    uint8_t* middle = rowBlock + rowSlotBytes;
+    uint8_t* below = rowBlock + 2 * rowSlotBytes;
+
+    pass.ReadRow(0, above);
+    pass.ReadRow(fromStep, middle);
+    // Row 0 is cleared only now that both rows it feeds have been read, so
+    // the pass is safe in place. Row 1 of to lies one step of from below it.
+    pass.ClearRow(0);
+    int64_t toOffset = fromStep;
+
+    for (int32_t y = 1; y < height - 1; ++y) {
+        pass.ReadRow((y + 1) * fromStep, below);
+        StoreZeroSlot(above, width);
+        StoreZeroSlot(middle, width);
+        StoreZeroSlot(below, width);
+        StoreZeroSlot(out, 0);
+        FilterSlotRow(above, middle, below, out, width, weights, sixteen, level);
+        StoreZeroSlot(out, std::max(1, width - 1));
+        pass.WriteRow(toOffset, out);
+        toOffset += toStep;
+        uint8_t* const oldAbove = above;
+        above = middle;
+        middle = below;
+        below = oldAbove;
+    }
+    // The last row, or for a picture one row high the row below it.
+    pass.ClearRow(toOffset);
+
+    std::free(outBlock);
+    std::free(rowBlock);
+    return 1;
+}

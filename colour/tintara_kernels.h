@@ -1,0 +1,54 @@
+// Pixel loops of the table-driven colour effects on 16-bit channels and on
+// HSV codes. 32-bit channel maps use ApplyChannelTable.
+#pragma once
+
+#include <cstdint>
+
+#include "render/pixel_rows.h"
+#include "render/simd_level.h"
+#include "render/surface.h"
+
+// Each 5-bit field of a 5-5-5 or 5-6-5 word through table5. The fields are
+// joined by addition, so entries above 31 spill into their neighbours; in
+// 5-6-5 green keeps its upper five bits only.
+void MapChannels16(const PixelRows& rows, const uint8_t table5[32], int32_t format,
+                   SimdLevel level = MachineSimdLevel());
+
+inline uint16_t Channel16Pixel(uint32_t p, const uint8_t table5[32], int32_t format) {
+    if (format == kFormat555) {
+        const uint32_t r = table5[(p >> 10) & 31], g = table5[(p >> 5) & 31], b = table5[p & 31];
+        return static_cast<uint16_t>((((r << 5) + g) << 5) + b);
+    }
+    const uint32_t r = table5[(p >> 11) & 31], g = table5[(p >> 6) & 31], b = table5[p & 31];
+    return static_cast<uint16_t>((((r << 5) + g) << 6) + b);
+}
+
+// The forward table's index of a 32-bit pixel: the top five bits of each channel.
+inline uint32_t HueIndex32(uint32_t p) {
+    return ((p >> 19) & 31) << 10 | ((p >> 11) & 31) << 5 | ((p >> 3) & 31);
+}
+// The 16-bit index drops bit 15 in both layouts.
+inline uint32_t HueIndex16(uint32_t p) { return p & 0x7FFF; }
+
+// Hue posterize maps the hue field alone; hue special writes the mapped value
+// into hue and value and maps saturation too.
+inline uint32_t RemapHueCode(uint32_t code, const uint8_t table5[32], bool special) {
+    const uint32_t h = (code >> 10) & 31, s = (code >> 5) & 31, v = code & 31;
+    if (special) return (uint32_t{table5[v]} << 10) + (uint32_t{table5[s]} << 5) + table5[v];
+    return (uint32_t{table5[h]} << 10) + (s << 5) + v;
+}
+
+struct HueTables {
+    const uint32_t* forward;
+    const uint32_t* inverse;
+    const uint8_t* table5;
+    bool special;
+};
+
+// Every pixel through forward, the remap and inverse; wordBytes 2 or 4 says
+// how the rows are read and written. Large pictures compose the three into
+// one table first, a cost of 32768 entries.
+void MapHue(const PixelRows& rows, int32_t wordBytes, const HueTables& tables,
+            SimdLevel level = MachineSimdLevel());
+// The same, one pixel at a time through all three: the definition.
+void MapHueDirect(const PixelRows& rows, int32_t wordBytes, const HueTables& tables);
