@@ -202,12 +202,13 @@ TEST(TintaraKernels, ComposedHueMatchesDirect) {
                                    GetHsvToRgbTable(wordBytes == 2 ? kHsvTo565 : kHsvToXrgb), table, special};
             const int width = 300, rows = 120, stride = width * wordBytes + 8;
             auto src = RandomWords<uint8_t>(size_t(stride) * rows, wordBytes);
-            std::vector<uint8_t> composed(src.size(), 1), direct(src.size(), 1);
-            const PixelRows a{src.data(), stride, composed.data(), stride, rows, width};
-            const PixelRows b{src.data(), stride, direct.data(), stride, rows, width};
-            MapHue(a, wordBytes, tables);
-            MapHueDirect(b, wordBytes, tables);
-            EXPECT_EQ(composed, direct) << wordBytes << " special " << special;
+            std::vector<uint8_t> direct(src.size(), 1);
+            MapHueDirect(PixelRows{src.data(), stride, direct.data(), stride, rows, width}, wordBytes, tables);
+            for (SimdLevel level : Levels()) {
+                std::vector<uint8_t> composed(src.size(), 1);
+                MapHue(PixelRows{src.data(), stride, composed.data(), stride, rows, width}, wordBytes, tables, level);
+                EXPECT_EQ(composed, direct) << wordBytes << " special " << special << " level " << int(level);
+            }
         }
 }
 
