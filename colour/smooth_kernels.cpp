@@ -9,9 +9,12 @@
 
 #include <cstring>
 
+#include "render/pixel_rows.h"
+#include "render/surface.h"
+
 namespace {
 
-// Slot and pixel words through memcpy: rows may sit at any byte address.
+// Slot words through memcpy: rows may sit at any byte address.
 inline uint32_t LoadWord(const uint8_t* p) {
     uint32_t v;
     std::memcpy(&v, p, 4);
@@ -20,39 +23,22 @@ inline uint32_t LoadWord(const uint8_t* p) {
 inline void StoreWord(uint8_t* p, uint32_t v) {
     std::memcpy(p, &v, 4);
 }
-inline uint16_t LoadPixel(const uint16_t* p) {
-    uint16_t v;
-    std::memcpy(&v, p, 2);
-    return v;
-}
-inline void StorePixel(uint16_t* p, uint16_t v) {
-    std::memcpy(p, &v, 2);
-}
-
-// Bit positions of green and red in a 16-bit pixel.
-struct Layout16 {
-    int green;
-    int red;
-};
-inline Layout16 LayoutOf(int32_t format) {
-    return format == 1 ? Layout16{5, 10} : Layout16{6, 11};
-}
 
 // ---- Portable loops -------------------------------------------------------
 
-void UnpackPortable(const uint16_t* pixels, uint8_t* slots, int32_t count, Layout16 l) {
+void UnpackPortable(const uint16_t* pixels, uint8_t* slots, int32_t count, FieldShifts16 l) {
     for (int32_t i = 0; i < count; ++i) {
-        const uint32_t p = LoadPixel(pixels + i);
+        const uint32_t p = LoadPixel(pixels, i);
         const uint32_t channels = (p & 31) | ((p >> l.green) & 31) << 8 | ((p >> l.red) & 31) << 16;
         StoreWord(slots + 4 * i, (LoadWord(slots + 4 * i) & 0xFF000000u) | channels);
     }
 }
 
-void PackPortable(const uint8_t* slots, uint16_t* pixels, int32_t count, Layout16 l) {
+void PackPortable(const uint8_t* slots, uint16_t* pixels, int32_t count, FieldShifts16 l) {
     for (int32_t i = 0; i < count; ++i) {
         const uint32_t s = LoadWord(slots + 4 * i);
         const uint32_t p = (((s >> 16) & 31) << l.red) | (((s >> 8) & 31) << l.green) | (s & 31);
-        StorePixel(pixels + i, static_cast<uint16_t>(p));
+        StorePixel(pixels, i, static_cast<uint16_t>(p));
     }
 }
 
@@ -236,7 +222,7 @@ SMOOTH_AVX2 void UnpackAvx2(const uint16_t* pixels, uint8_t* slots, int32_t coun
         _mm256_storeu_si256(
             s + 1, _mm256_or_si256(_mm256_unpackhi_epi16(low, high), _mm256_and_si256(old1, top)));
     }
-    UnpackPortable(pixels + i, slots + 4 * i, count - i, Layout16{Green, Red});
+    UnpackPortable(pixels + i, slots + 4 * i, count - i, FieldShifts16{Green, Red});
 }
 
 // Slots to pixels in 32-bit lanes: blue plus green times 2^Green in the low
@@ -262,7 +248,7 @@ SMOOTH_AVX2 void PackAvx2(const uint8_t* slots, uint16_t* pixels, int32_t count)
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(pixels + i),
                             _mm256_permute4x64_epi64(p, 0xD8));
     }
-    PackPortable(slots + 4 * i, pixels + i, count - i, Layout16{Green, Red});
+    PackPortable(slots + 4 * i, pixels + i, count - i, FieldShifts16{Green, Red});
 }
 
 // ---- AVX-512 --------------------------------------------------------------
@@ -442,7 +428,7 @@ void UnpackSlots16(const uint16_t* pixels, uint8_t* slots, int32_t count, int32_
     else if (level >= SimdLevel::kAvx2)
         five ? UnpackAvx2<5, 10>(pixels, slots, count) : UnpackAvx2<6, 11>(pixels, slots, count);
     else
-        UnpackPortable(pixels, slots, count, LayoutOf(format));
+        UnpackPortable(pixels, slots, count, Shifts16(format));
 }
 
 void PackSlots16(const uint8_t* slots, uint16_t* pixels, int32_t count, int32_t format,
@@ -454,7 +440,7 @@ void PackSlots16(const uint8_t* slots, uint16_t* pixels, int32_t count, int32_t 
     else if (level >= SimdLevel::kAvx2)
         five ? PackAvx2<5, 10>(slots, pixels, count) : PackAvx2<6, 11>(slots, pixels, count);
     else
-        PackPortable(slots, pixels, count, LayoutOf(format));
+        PackPortable(slots, pixels, count, Shifts16(format));
 }
 
 void UnpackRow16(const uint16_t* pixels, uint8_t* slots, int32_t count, int32_t format) {

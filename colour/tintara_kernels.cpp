@@ -24,8 +24,8 @@ __attribute__((target("avx512f,avx512bw"))) void Channels16Avx512(const PixelRow
     alignas(64) uint16_t words[32];
     for (int i = 0; i < 32; ++i) words[i] = table5[i];
     const __m512i table = _mm512_load_si512(words);
-    constexpr int kRedShift = Format == kFormat555 ? 10 : 11;
-    constexpr int kGreenShift = Format == kFormat555 ? 5 : 6;
+    constexpr int kRedShift = Shifts16(Format).red;
+    constexpr int kGreenShift = Shifts16(Format).green;
     for (int32_t y = 0; y < rows.rows; ++y) {
         const uint16_t* src = rows.srcRow<uint16_t>(y);
         uint16_t* dst = rows.dstRow<uint16_t>(y);

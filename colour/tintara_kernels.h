@@ -15,12 +15,9 @@ void MapChannels16(const PixelRows& rows, const uint8_t table5[32], int32_t form
                    SimdLevel level = MachineSimdLevel());
 
 inline uint16_t Channel16Pixel(uint32_t p, const uint8_t table5[32], int32_t format) {
-    if (format == kFormat555) {
-        const uint32_t r = table5[(p >> 10) & 31], g = table5[(p >> 5) & 31], b = table5[p & 31];
-        return static_cast<uint16_t>((((r << 5) + g) << 5) + b);
-    }
-    const uint32_t r = table5[(p >> 11) & 31], g = table5[(p >> 6) & 31], b = table5[p & 31];
-    return static_cast<uint16_t>((((r << 5) + g) << 6) + b);
+    const FieldShifts16 at = Shifts16(format);
+    const uint32_t r = table5[(p >> at.red) & 31], g = table5[(p >> at.green) & 31], b = table5[p & 31];
+    return static_cast<uint16_t>((((r << 5) + g) << at.green) + b);
 }
 
 // The forward table's index of a 32-bit pixel: the top five bits of each channel.

@@ -1,6 +1,6 @@
 // The small per-frame tables of the table-driven colour effects. table8 maps
 // an 8-bit channel, table5 a 5-bit channel or HSV field; table5 has a spare
-//33rd byte that the sine builder writes.
+// 33rd byte that the sine builder writes.
 #pragma once
 
 #include <cstdint>

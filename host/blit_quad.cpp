@@ -147,7 +147,10 @@ void FillQuad(Surface* from, Surface* to, const SurfaceRect* fromRect, const Sur
             const int j = (k + 1) % 4;
             if ((dy[k] <= y) != (dy[j] <= y)) cross[n++] = Crossing(dx[k], dy[k], dx[j], dy[j], y);
         }
-        std::sort(cross, cross + n);
+        // At most four crossings: an insertion sort, which GCC also does not
+        // mistake for a read past the array as it does std::sort here.
+        for (int i = 1; i < n; ++i)
+            for (int k = i; k > 0 && cross[k - 1] > cross[k]; --k) std::swap(cross[k - 1], cross[k]);
         const double yc = y + 0.5;
         for (int p = 0; p + 1 < n; p += 2) {
             const int xBegin = static_cast<int>(std::max<int64_t>(cross[p], t.left));

@@ -23,6 +23,16 @@ enum PixelFormatCode : int32_t {
     kFormatXrgb = 3,  // 32 bits: blue 0-7, green 8-15, red 16-23
 };
 
+// Where green and red start in a 16-bit word: 5-5-5 for format 1, and for
+// any other 5-6-5, of whose green the upper five bits are read.
+struct FieldShifts16 {
+    int green;
+    int red;
+};
+constexpr FieldShifts16 Shifts16(int32_t format) {
+    return format == kFormat555 ? FieldShifts16{5, 10} : FieldShifts16{6, 11};
+}
+
 struct Surface {
     uint8_t* pixels;  // first byte of the first row; may be null
     int32_t depth;    // bits per pixel: 16 or 32
