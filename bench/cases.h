@@ -38,6 +38,11 @@ std::vector<EffectCase> RegisterEffectCases(const fxhost::EffectModule& module,
 // a few iterations only.
 std::vector<EffectCase> RegisterFirstFrameCases(const std::vector<EffectCase>& effects);
 
+// The quantise route of the table-driven colour class, in-process, at 32
+// bits and 5-6-5, named kQuantiseCase among the effects.
+constexpr const char* kQuantiseCase = "Quantise route (all lookups)";
+std::vector<EffectCase> RegisterQuantiseCases();
+
 struct PeerNote {
     std::string plugin;
     std::string note;

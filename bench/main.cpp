@@ -34,8 +34,9 @@ int main(int argc, char** argv) {
 
     RegisterMemcpyCases();
     std::vector<std::string> notMade;
-    const std::vector<EffectCase> effects = RegisterEffectCases(*module, notMade);
+    std::vector<EffectCase> effects = RegisterEffectCases(*module, notMade);
     const std::vector<EffectCase> firstFrames = RegisterFirstFrameCases(effects);
+    for (EffectCase& c : RegisterQuantiseCases()) effects.push_back(std::move(c));
     std::vector<std::unique_ptr<Frei0rFilter>> peerFilters;
     std::vector<PeerNote> peerNotes;
     RegisterPeerCases(peerFilters, peerNotes);

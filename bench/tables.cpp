@@ -1,5 +1,7 @@
 #include "bench/tables.h"
 
+#include "bench/cases.h"
+
 #include "render/surface.h"
 
 namespace bench {
@@ -55,6 +57,7 @@ const std::vector<SpeedTarget> kSpeedTargets = {
     {"Saturate Quantize", kFormatXrgb, 8.0, kFasterThanPosterize},
     {"Posterize Hue", kFormatXrgb, 12.0, kHalfOfHueshift},
     {"Tinta Special FX", kFormatXrgb, 12.0, kHalfOfHueshift},
+    {kQuantiseCase, kFormatXrgb, 8.0},
 
     // The smoothing pass costs at most this many memcpys over the plain twin.
     {"Solarize Smooth", kFormatXrgb, 10.0, {}, "Solarize"},

@@ -3,6 +3,7 @@
 #include "colour/color_control_kernels.h"
 #include "colour/hsv_tables.h"
 #include "colour/smooth_pass.h"
+#include "colour/tintara_quantise.h"
 #include "colour/tintara_kernels.h"
 
 namespace {
@@ -61,8 +62,16 @@ void Tintara::Render() {
         case kHueSpecial: RenderHue(); break;
         default: break;
         }
+    } else {
+        RenderQuantised();
     }
     if (settings.smooth) SmoothSurface(destination, destination, 0, 1.0f, 1.0f);
+}
+
+void Tintara::RenderQuantised() {
+    const int8_t* shift = settings.channelShift;
+    const int number = QuantiseMemberNumber(settings.channelSource[0], shift[0] > 0, shift[1] > 0, shift[2] > 0);
+    if (number) QuantiseMemberByNumber(number)(*this);
 }
 
 int32_t Tintara::IntensityLevel() const {

@@ -48,6 +48,9 @@ public:
     void RenderWave();
     void RenderLevels();
     void RenderHue();
+    // The quantise route: the member of the red source and the three shift
+    // conditions; no pass for an unknown red source.
+    void RenderQuantised();
 
     // The intensity as a level, 0..127 from the host's 0..255.
     int32_t IntensityLevel() const;
