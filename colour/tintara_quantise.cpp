@@ -50,20 +50,19 @@ uint32_t Pack(uint32_t r, uint32_t g, uint32_t b) {
 
 // What every member settles before its rows.
 struct Frame {
-    const uint8_t (*table)[3];
     uint32_t gain[3];    // the signed gains as unsigned factors
     uint32_t invert[3];  // 255 to invert, else 0
-    alignas(64) uint8_t column[2][256];  // columns 0 and 1 of the table, for byte permutes
+    alignas(64) uint8_t column[2][256];  // columns 0 and 1 of the table, each contiguous
     bool vector;  // the AVX-512 loops run
 };
 
 // One channel: the unsigned product, saturated at any bit above 7, then the
 // table if the member has this lookup. Blue reads the green column.
 template <bool Look, int Column>
-uint32_t Channel(uint32_t s, uint32_t gain, uint32_t invert, const uint8_t (*table)[3]) {
+uint32_t Channel(uint32_t s, uint32_t gain, uint32_t invert, const Frame& f) {
     uint32_t x = (s * gain) >> 8;
     x = x > 255 ? 255 : x;
-    if constexpr (Look) x = table[x][Column];
+    if constexpr (Look) x = f.column[Column][x];
     return x ^ invert;
 }
 
@@ -159,17 +158,16 @@ void QuantiseRow(const uint8_t* srcRow, uint8_t* dstRow, int32_t width, const Fr
     const int32_t done = f.vector ? QuantiseRowAvx512<Red, Green, Blue, LookR, LookG, LookB, Format>(srcRow, dstRow, width, f) : 0;
     for (int32_t x = done; x < width; ++x) {
         const Quantities q = Read<Format>(LoadPixel(src, x));
-        const uint32_t r = Channel<LookR, 0>(Pick<Red>(q), f.gain[0], f.invert[0], f.table);
-        const uint32_t g = Channel<LookG, 1>(Pick<Green>(q), f.gain[1], f.invert[1], f.table);
-        const uint32_t b = Channel<LookB, 1>(Pick<Blue>(q), f.gain[2], f.invert[2], f.table);
+        const uint32_t r = Channel<LookR, 0>(Pick<Red>(q), f.gain[0], f.invert[0], f);
+        const uint32_t g = Channel<LookG, 1>(Pick<Green>(q), f.gain[1], f.invert[1], f);
+        const uint32_t b = Channel<LookB, 1>(Pick<Blue>(q), f.gain[2], f.invert[2], f);
         StorePixel(dst, x, static_cast<Word>(Pack<Format>(r, g, b)));
     }
 }
 
 template <int Red, int Green, int Blue, bool LookR, bool LookG, bool LookB>
 void QuantiseRows(Tintara& t, const Frame& f) {
-    const int32_t format = t.pixelFormat;
-    const PixelRows rows = t.WordLoop(format == kFormatXrgb ? 4 : 2);
+    const PixelRows rows = t.WordLoop(t.pixelFormat == kFormatXrgb ? 4 : 2);
     for (int32_t y = 0; y < rows.rows; ++y) {
         const uint8_t* src = rows.src + static_cast<intptr_t>(y) * rows.srcStep;
         uint8_t* dst = rows.dst + static_cast<intptr_t>(y) * rows.dstStep;
@@ -223,7 +221,6 @@ void Member(Tintara& t) {
     t.RefreshWorkSurface();
     const TintaraParams& s = t.settings;
     Frame f{};
-    f.table = t.channelTable;
     for (int c = 0; c < 3; ++c) {
         // gain x 255 wraps in 32 bits before the signed division.
         const auto scaled = static_cast<int32_t>(static_cast<uint32_t>(s.channelGain[c]) * 255u);
