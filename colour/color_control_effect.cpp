@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "colour/channel_tables.h"
 #include "colour/color_control_kernels.h"
 #include "shell/numeric.h"
 

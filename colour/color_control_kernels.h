@@ -11,11 +11,7 @@
 // bits; the three are ORed at 16, 8 and 0 bits into one 32-bit word.
 void ApplyChannelGains(const PixelRows& rows, int16_t red, int16_t green, int16_t blue,
                        uint32_t xorMask, SimdLevel level = MachineSimdLevel());
-// Each channel through the same 256-entry table.
-void ApplyChannelTable(const PixelRows& rows, const uint8_t table[256], uint32_t xorMask,
-                       SimdLevel level = MachineSimdLevel());
-
-// One pixel of each, the definition that the vector loops must match.
+// One pixel, the definition that the vector loops must match.
 inline uint32_t GainPixel(uint32_t p, int32_t red, int32_t green, int32_t blue) {
     auto scale = [](uint32_t channel, int32_t gain) {
         return static_cast<uint32_t>((static_cast<int32_t>(channel) * gain) >> 8) & 0xFFFFu;
@@ -24,9 +20,4 @@ inline uint32_t GainPixel(uint32_t p, int32_t red, int32_t green, int32_t blue) 
     const uint32_t g = scale((p >> 8) & 0xFF, green);
     const uint32_t b = scale(p & 0xFF, blue);
     return (((r << 8) | g) << 8) | b;
-}
-
-inline uint32_t TablePixel(uint32_t p, const uint8_t table[256]) {
-    return uint32_t{table[(p >> 16) & 0xFF]} << 16 | uint32_t{table[(p >> 8) & 0xFF]} << 8 |
-           table[p & 0xFF];
 }

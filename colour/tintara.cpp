@@ -1,6 +1,6 @@
 #include "colour/tintara.h"
 
-#include "colour/color_control_kernels.h"
+#include "colour/channel_tables.h"
 #include "colour/hsv_tables.h"
 #include "colour/smooth_pass.h"
 #include "colour/tintara_quantise.h"

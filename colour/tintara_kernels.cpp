@@ -11,45 +11,6 @@
 
 namespace {
 
-template <int32_t Format>
-void Channels16Scalar(const uint16_t* src, uint16_t* dst, int32_t n, const uint8_t table5[32]) {
-    for (int32_t x = 0; x < n; ++x) StorePixel(dst, x, Channel16Pixel(LoadPixel(src, x), table5, Format));
-}
-
-// 32 pixels at a time: the table as 32 16-bit words, looked up with a word
-// permute per field; 16-bit lanes wrap as the 16-bit result does.
-template <int32_t Format>
-__attribute__((target("avx512f,avx512bw"))) void Channels16Avx512(const PixelRows& rows,
-                                                                  const uint8_t table5[32]) {
-    alignas(64) uint16_t words[32];
-    for (int i = 0; i < 32; ++i) words[i] = table5[i];
-    const __m512i table = _mm512_load_si512(words);
-    constexpr int kRedShift = Shifts16(Format).red;
-    constexpr int kGreenShift = Shifts16(Format).green;
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint16_t* src = rows.srcRow<uint16_t>(y);
-        uint16_t* dst = rows.dstRow<uint16_t>(y);
-        int32_t x = 0;
-        for (; x + 32 <= rows.width; x += 32) {
-            const __m512i p = _mm512_loadu_si512(src + x);
-            // The permute reads the low five bits of each index.
-            const __m512i r = _mm512_permutexvar_epi16(_mm512_srli_epi16(p, kRedShift), table);
-            const __m512i g = _mm512_permutexvar_epi16(_mm512_srli_epi16(p, kGreenShift), table);
-            const __m512i b = _mm512_permutexvar_epi16(p, table);
-            const __m512i rg = _mm512_add_epi16(_mm512_slli_epi16(r, 5), g);
-            _mm512_storeu_si512(dst + x, _mm512_add_epi16(_mm512_slli_epi16(rg, kGreenShift), b));
-        }
-        Channels16Scalar<Format>(src + x, dst + x, rows.width - x, table5);
-    }
-}
-
-template <int32_t Format>
-void Channels16(const PixelRows& rows, const uint8_t table5[32], SimdLevel level) {
-    if (level >= SimdLevel::kAvx512Vbmi) return Channels16Avx512<Format>(rows, table5);
-    for (int32_t y = 0; y < rows.rows; ++y)
-        Channels16Scalar<Format>(rows.srcRow<uint16_t>(y), rows.dstRow<uint16_t>(y), rows.width, table5);
-}
-
 // Runs pixel(p) over every word of the rows.
 template <class Word, class Pixel>
 void ForEachWord(const PixelRows& rows, Pixel pixel) {
@@ -103,13 +64,6 @@ uint32_t HuePixel(uint32_t index, const HueTables& t) {
 constexpr int64_t kComposeMinPixels = 32768;
 
 }  // namespace
-
-void MapChannels16(const PixelRows& rows, const uint8_t table5[32], int32_t format, SimdLevel level) {
-    if (format == kFormat555)
-        Channels16<kFormat555>(rows, table5, level);
-    else
-        Channels16<kFormat565>(rows, table5, level);
-}
 
 void MapHueDirect(const PixelRows& rows, int32_t wordBytes, const HueTables& tables) {
     if (wordBytes == 2)

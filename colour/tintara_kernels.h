@@ -1,5 +1,4 @@
-// Pixel loops of the table-driven colour effects on 16-bit channels and on
-// HSV codes. 32-bit channel maps use ApplyChannelTable.
+// Pixel loops of the table-driven colour effects on HSV codes.
 #pragma once
 
 #include <cstdint>
@@ -7,18 +6,6 @@
 #include "render/pixel_rows.h"
 #include "render/simd_level.h"
 #include "render/surface.h"
-
-// Each 5-bit field of a 5-5-5 or 5-6-5 word through table5. The fields are
-// joined by addition, so entries above 31 spill into their neighbours; in
-// 5-6-5 green keeps its upper five bits only.
-void MapChannels16(const PixelRows& rows, const uint8_t table5[32], int32_t format,
-                   SimdLevel level = MachineSimdLevel());
-
-inline uint16_t Channel16Pixel(uint32_t p, const uint8_t table5[32], int32_t format) {
-    const FieldShifts16 at = Shifts16(format);
-    const uint32_t r = table5[(p >> at.red) & 31], g = table5[(p >> at.green) & 31], b = table5[p & 31];
-    return static_cast<uint16_t>((((r << 5) + g) << at.green) + b);
-}
 
 // The forward table's index of a 32-bit pixel: the top five bits of each channel.
 inline uint32_t HueIndex32(uint32_t p) {

@@ -115,3 +115,10 @@ PixelRows CRenderInterface::WordLoop(int32_t wordBytes) const {
     }
     return rows;
 }
+
+PixelRows CRenderInterface::WholeWordLoop(int32_t wordBytes) const {
+    PixelRows rows = WordLoop(wordBytes);
+    rows.srcStep = rows.srcStep / wordBytes * wordBytes;
+    rows.dstStep = rows.dstStep / wordBytes * wordBytes;
+    return rows;
+}

@@ -55,6 +55,8 @@ public:
     // surface stepped by its own rowBytes: the source's rows and width, cut
     // to what both pictures hold. Empty when either has no pixels.
     PixelRows WordLoop(int32_t wordBytes) const;
+    // The same, with each row step rounded down to whole words.
+    PixelRows WholeWordLoop(int32_t wordBytes) const;
 
     uint32_t startTime;
     bool valid;

@@ -1,6 +1,9 @@
 #include "shell/factory.h"
 
 #include "colour/color_control_effect.h"
+#include "colour/color_cycling.h"
+#include "colour/contrast_effect.h"
+#include "colour/stroboscope.h"
 #include "colour/tintara.h"
 #include "shell/frame_params.h"
 
@@ -40,6 +43,48 @@ CRenderInterface* TableColour(TableEffect effect, int8_t storedIntensity, uint8_
     return NewZeroedEffect<Tintara>(record);
 }
 
+// The contrast rows: levels from the host's values, or the fixed curve of
+// the "old" names.
+CRenderInterface* Contrast(bool fromHost, uint8_t inverse) {
+    ContrastParams record{};
+    record.recordVersion = kContrastVersion;
+    record.lowParam = 0;
+    record.highParam = 1;
+    record.midParam = 2;
+    record.midIsPercent = 1;
+    record.luminance = 1;
+    record.lowFromParam = record.highFromParam = record.midFromParam = fromHost;
+    if (!fromHost) {
+        record.lowValue = 30;
+        record.highValue = 100;
+        record.midValue = 64;
+    }
+    record.inverse = inverse;
+    return NewZeroedEffect<ContrastEffect>(&record);
+}
+
+CRenderInterface* Stroboscope() {
+    StroboscopeParams record{};
+    record.recordVersion = kStroboscopeVersion;
+    record.speedParam = 0;
+    record.hueParam = 1;
+    record.softnessParam = 2;
+    return NewZeroedEffect<StroboscopeEffect>(&record);
+}
+
+CRenderInterface* ColourCycling(float red, float green, float blue, uint8_t flags) {
+    ColorCyclingParams record{};
+    record.secondsRed = red;
+    record.secondsGreen = green;
+    record.secondsBlue = blue;
+    record.useTimeRed = record.useTimeGreen = record.useTimeBlue = 1;
+    record.parameterIndexRed = 0;
+    record.parameterIndexGreen = 1;
+    record.parameterIndexBlue = 2;
+    record.flags = flags;
+    return NewZeroedEffect<ColorCycling>(&record);
+}
+
 struct FactoryRow {
     const char* name;
     Builder build;  // null: the class is not part of this build
@@ -51,7 +96,7 @@ const FactoryRow kFactoryRows[kFactoryNameCount] = {
     {"Brightness Contrast", [] { return ColorControl(0, 1, 0); }},
     {"RGBControl Inverse", [] { return ColorControl(1, 0, 1); }},
     {"Brightness Contrast Inverse", [] { return ColorControl(0, 1, 1); }},
-    {"Stroboscope", nullptr},
+    {"Stroboscope", [] { return Stroboscope(); }},
     {"Triangle Kaleido", nullptr},
     {"Cyclic Triangle Kaleido", nullptr},
     {"Square Kaleido", nullptr},
@@ -64,8 +109,8 @@ const FactoryRow kFactoryRows[kFactoryNameCount] = {
     {"AsciiArt2", nullptr},
     {"Cube3D", nullptr},
     {"Cube3DConstant", nullptr},
-    {"RGB Cycling Slow", nullptr},
-    {"RGB Cycling Fast", nullptr},
+    {"RGB Cycling Slow", [] { return ColourCycling(2.0f, 3.5f, 4.1f, 0xBE); }},
+    {"RGB Cycling Fast", [] { return ColourCycling(1.0f, 1.0f, 1.0f, 0x3E); }},
     {"MotionBlur", nullptr},
     {"Solarize", [] { return TableColour(kSineWave, 100, 0); }},
     {"Solarize Smooth", [] { return TableColour(kSineWave, 100, 1); }},
@@ -81,10 +126,10 @@ const FactoryRow kFactoryRows[kFactoryNameCount] = {
     {"Tinta Special FX Smooth", [] { return TableColour(kHueSpecial, 75, 1); }},
     {"OldMovieClean", nullptr},
     {"OldMovieDirty", nullptr},
-    {"Brightness Contrast XT", nullptr},
-    {"CONTRAST_BRIGHTNESS old", nullptr},
-    {"Contrast_Bright_Invert old", nullptr},
-    {"Contrast Brightness XT Inverse", nullptr},
+    {"Brightness Contrast XT", [] { return Contrast(true, 0); }},
+    {"CONTRAST_BRIGHTNESS old", [] { return Contrast(false, 0); }},
+    {"Contrast_Bright_Invert old", [] { return Contrast(false, 1); }},
+    {"Contrast Brightness XT Inverse", [] { return Contrast(true, 1); }},
 };
 // clang-format on
 

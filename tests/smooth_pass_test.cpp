@@ -11,20 +11,13 @@
 
 #include "colour/smooth_pass.h"
 #include "host/host_surface.h"
+#include "kernel_support.h"
 
 namespace {
 
 using fxhost::HostSurface;
 
 constexpr SmoothWeightPair kMean{8192, 0};
-
-std::vector<SimdLevel> Levels() {
-    std::vector<SimdLevel> levels;
-    for (SimdLevel l :
-         {SimdLevel::kScalar, SimdLevel::kSse2, SimdLevel::kAvx2, SimdLevel::kAvx512Vbmi})
-        if (l <= MachineSimdLevel()) levels.push_back(l);
-    return levels;
-}
 
 // Blue, green, red of a pixel word as the filter sees them.
 struct Channels {

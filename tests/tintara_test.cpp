@@ -13,6 +13,7 @@
 #include "colour/tintara_tables.h"
 #include "host/blit_service.h"
 #include "host/host_surface.h"
+#include "kernel_support.h"
 #include "render/offscreen.h"
 #include "shell/entry_points.h"
 #include "shell/factory.h"
@@ -153,44 +154,6 @@ TEST(HsvTables, BuiltOnceSharedAndOnlyForKnownKinds) {
     EXPECT_EQ(GetRgbToHsvTable(4), nullptr);
     EXPECT_EQ(GetHsvToRgbTable(4), nullptr);
     EXPECT_EQ(GetHsvToRgbTable(0), nullptr);
-}
-
-std::vector<SimdLevel> Levels() {
-    std::vector<SimdLevel> levels;
-    for (SimdLevel l : {SimdLevel::kScalar, SimdLevel::kAvx512Vbmi})
-        if (l <= MachineSimdLevel()) levels.push_back(l);
-    return levels;
-}
-
-template <class Word>
-std::vector<Word> RandomWords(size_t n, uint32_t seed) {
-    std::mt19937 rng(seed);
-    std::vector<Word> v(n);
-    for (auto& w : v) w = static_cast<Word>(rng());
-    return v;
-}
-
-// Rows of every width from 1 to 70, padded, against the one-pixel definition.
-TEST(TintaraKernels, Channels16MatchTheDefinitionWithSpill) {
-    uint8_t table[32];
-    BuildSaturateTable5(5, table);  // entries up to 105 spill into the next field
-    for (int32_t format : {kFormat555, kFormat565})
-        for (SimdLevel level : Levels())
-            for (int width = 1; width <= 70; ++width) {
-                const int rows = 2, stride = width + 3;
-                const auto src = RandomWords<uint16_t>(size_t(rows) * stride, width);
-                std::vector<uint16_t> dst(src.size(), 0xBEEF);
-                MapChannels16(PixelRows{reinterpret_cast<const uint8_t*>(src.data()), stride * 2,
-                                        reinterpret_cast<uint8_t*>(dst.data()), stride * 2, rows, width},
-                              table, format, level);
-                for (int y = 0; y < rows; ++y)
-                    for (int x = 0; x < stride; ++x) {
-                        const uint16_t want = x < width ? Channel16Pixel(src[y * stride + x], table, format) : 0xBEEF;
-                        ASSERT_EQ(dst[y * stride + x], want) << format << " width " << width << " x " << x;
-                    }
-            }
-    EXPECT_EQ(Channel16Pixel(0, table, kFormat555), 0x35AB);
-    EXPECT_EQ(Channel16Pixel(0, table, kFormat565), 0x6B0B);
 }
 
 TEST(TintaraKernels, ComposedHueMatchesDirect) {

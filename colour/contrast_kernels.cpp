@@ -1,0 +1,137 @@
+#include "colour/contrast_kernels.h"
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#include <immintrin.h>
+#pragma GCC diagnostic pop
+
+namespace {
+
+void DeltaRowScalar(const uint32_t* src, uint32_t* dst, int32_t n, const int16_t* deltas, uint32_t xorMask) {
+    for (int32_t x = 0; x < n; ++x) StorePixel(dst, x, LuminanceDeltaPixel(LoadPixel(src, x), deltas) ^ xorMask);
+}
+
+// The vector loops widen each channel to a 16-bit lane and add the pixel's
+// delta there: the addition wraps in 16 bits as the definition's does, and
+// the signed-to-unsigned byte pack is its clamp. The delta of each pixel is
+// gathered from the table by the luminance formed in 32-bit lanes; its low
+// half is copied into the high half so that an interleave puts it beside
+// every channel of its pixel.
+
+__attribute__((target("avx512f,avx512bw"))) void DeltasAvx512(const PixelRows& rows, const int16_t* deltas,
+                                                             uint32_t xorMask) {
+    const __m512i byte = _mm512_set1_epi32(0xFF), low16 = _mm512_set1_epi32(0xFFFF);
+    const __m512i colour = _mm512_set1_epi32(0x00FFFFFF), zero = _mm512_setzero_si512();
+    const __m512i mask = _mm512_set1_epi32(static_cast<int32_t>(xorMask));
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const uint32_t* src = rows.srcRow<uint32_t>(y);
+        uint32_t* dst = rows.dstRow<uint32_t>(y);
+        int32_t x = 0;
+        for (; x + 16 <= rows.width; x += 16) {
+            const __m512i p = _mm512_loadu_si512(src + x);
+            const __m512i r = _mm512_and_si512(_mm512_srli_epi32(p, 16), byte);
+            const __m512i g = _mm512_and_si512(_mm512_srli_epi32(p, 8), byte);
+            const __m512i b = _mm512_and_si512(p, byte);
+            const __m512i lum = _mm512_add_epi32(_mm512_add_epi32(r, g),
+                                                 _mm512_add_epi32(_mm512_srli_epi32(g, 1), _mm512_srli_epi32(b, 1)));
+            const __m512i d = _mm512_i32gather_epi32(lum, deltas, 2);
+            const __m512i dd = _mm512_or_si512(_mm512_and_si512(d, low16), _mm512_slli_epi32(d, 16));
+            const __m512i lo = _mm512_add_epi16(_mm512_unpacklo_epi8(p, zero), _mm512_unpacklo_epi32(dd, dd));
+            const __m512i hi = _mm512_add_epi16(_mm512_unpackhi_epi8(p, zero), _mm512_unpackhi_epi32(dd, dd));
+            const __m512i out = _mm512_and_si512(_mm512_packus_epi16(lo, hi), colour);
+            _mm512_storeu_si512(dst + x, _mm512_xor_si512(out, mask));
+        }
+        DeltaRowScalar(src + x, dst + x, rows.width - x, deltas, xorMask);
+    }
+}
+
+__attribute__((target("avx2"))) void DeltasAvx2(const PixelRows& rows, const int16_t* deltas, uint32_t xorMask) {
+    const __m256i byte = _mm256_set1_epi32(0xFF), low16 = _mm256_set1_epi32(0xFFFF);
+    const __m256i colour = _mm256_set1_epi32(0x00FFFFFF), zero = _mm256_setzero_si256();
+    const __m256i mask = _mm256_set1_epi32(static_cast<int32_t>(xorMask));
+    const auto* table = reinterpret_cast<const int*>(deltas);
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const uint32_t* src = rows.srcRow<uint32_t>(y);
+        uint32_t* dst = rows.dstRow<uint32_t>(y);
+        int32_t x = 0;
+        for (; x + 8 <= rows.width; x += 8) {
+            const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + x));
+            const __m256i r = _mm256_and_si256(_mm256_srli_epi32(p, 16), byte);
+            const __m256i g = _mm256_and_si256(_mm256_srli_epi32(p, 8), byte);
+            const __m256i b = _mm256_and_si256(p, byte);
+            const __m256i lum = _mm256_add_epi32(_mm256_add_epi32(r, g),
+                                                 _mm256_add_epi32(_mm256_srli_epi32(g, 1), _mm256_srli_epi32(b, 1)));
+            const __m256i d = _mm256_i32gather_epi32(table, lum, 2);
+            const __m256i dd = _mm256_or_si256(_mm256_and_si256(d, low16), _mm256_slli_epi32(d, 16));
+            const __m256i lo = _mm256_add_epi16(_mm256_unpacklo_epi8(p, zero), _mm256_unpacklo_epi32(dd, dd));
+            const __m256i hi = _mm256_add_epi16(_mm256_unpackhi_epi8(p, zero), _mm256_unpackhi_epi32(dd, dd));
+            const __m256i out = _mm256_and_si256(_mm256_packus_epi16(lo, hi), colour);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x), _mm256_xor_si256(out, mask));
+        }
+        DeltaRowScalar(src + x, dst + x, rows.width - x, deltas, xorMask);
+    }
+}
+
+// Without a gather the four deltas are read one by one.
+void DeltasSse2(const PixelRows& rows, const int16_t* deltas, uint32_t xorMask) {
+    const __m128i colour = _mm_set1_epi32(0x00FFFFFF), zero = _mm_setzero_si128();
+    const __m128i mask = _mm_set1_epi32(static_cast<int32_t>(xorMask));
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const uint32_t* src = rows.srcRow<uint32_t>(y);
+        uint32_t* dst = rows.dstRow<uint32_t>(y);
+        int32_t x = 0;
+        for (; x + 4 <= rows.width; x += 4) {
+            uint32_t d[4];
+            for (int i = 0; i < 4; ++i) {
+                const uint32_t q = LoadPixel(src, x + i);
+                const auto delta = static_cast<uint16_t>(deltas[PixelLuminance((q >> 16) & 0xFF, (q >> 8) & 0xFF, q & 0xFF)]);
+                d[i] = uint32_t{delta} << 16 | delta;
+            }
+            const __m128i dd = _mm_setr_epi32(static_cast<int>(d[0]), static_cast<int>(d[1]), static_cast<int>(d[2]),
+                                              static_cast<int>(d[3]));
+            const __m128i p = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + x));
+            const __m128i lo = _mm_add_epi16(_mm_unpacklo_epi8(p, zero), _mm_unpacklo_epi32(dd, dd));
+            const __m128i hi = _mm_add_epi16(_mm_unpackhi_epi8(p, zero), _mm_unpackhi_epi32(dd, dd));
+            const __m128i out = _mm_and_si128(_mm_packus_epi16(lo, hi), colour);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + x), _mm_xor_si128(out, mask));
+        }
+        DeltaRowScalar(src + x, dst + x, rows.width - x, deltas, xorMask);
+    }
+}
+
+void Words16Scalar(const uint16_t* src, uint16_t* dst, int32_t n, const uint16_t* table, uint16_t xorMask) {
+    for (int32_t x = 0; x < n; ++x) StorePixel(dst, x, static_cast<uint16_t>(table[LoadPixel(src, x)] ^ xorMask));
+}
+
+// 16 words a gather; each gathered lane holds the entry in its low half.
+__attribute__((target("avx512f,avx512bw"))) void Words16Avx512(const PixelRows& rows, const uint16_t* table,
+                                                              uint16_t xorMask) {
+    const __m256i mask = _mm256_set1_epi16(static_cast<int16_t>(xorMask));
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const uint16_t* src = rows.srcRow<uint16_t>(y);
+        uint16_t* dst = rows.dstRow<uint16_t>(y);
+        int32_t x = 0;
+        for (; x + 16 <= rows.width; x += 16) {
+            const __m512i index = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + x)));
+            const __m512i words = _mm512_i32gather_epi32(index, table, 2);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x), _mm256_xor_si256(_mm512_cvtepi32_epi16(words), mask));
+        }
+        Words16Scalar(src + x, dst + x, rows.width - x, table, xorMask);
+    }
+}
+
+}  // namespace
+
+void ApplyLuminanceDeltas(const PixelRows& rows, const int16_t* deltas, uint32_t xorMask, SimdLevel level) {
+    if (level >= SimdLevel::kAvx512Vbmi) return DeltasAvx512(rows, deltas, xorMask);
+    if (level >= SimdLevel::kAvx2) return DeltasAvx2(rows, deltas, xorMask);
+    if (level >= SimdLevel::kSse2) return DeltasSse2(rows, deltas, xorMask);
+    for (int32_t y = 0; y < rows.rows; ++y)
+        DeltaRowScalar(rows.srcRow<uint32_t>(y), rows.dstRow<uint32_t>(y), rows.width, deltas, xorMask);
+}
+
+void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMask, SimdLevel level) {
+    if (level >= SimdLevel::kAvx512Vbmi) return Words16Avx512(rows, table, xorMask);
+    for (int32_t y = 0; y < rows.rows; ++y)
+        Words16Scalar(rows.srcRow<uint16_t>(y), rows.dstRow<uint16_t>(y), rows.width, table, xorMask);
+}
