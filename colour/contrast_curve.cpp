@@ -53,22 +53,15 @@ void BuildDeltaTable(const ContrastLevels& levels, int16_t deltas[766]) {
     for (uint32_t y = 0; y <= 765; ++y) deltas[y] = static_cast<int16_t>(static_cast<uint16_t>(LuminanceDelta(y, levels)));
 }
 
-void BuildPixelTable16(int32_t format, const ContrastLevels& levels, bool luminance, const uint8_t* levelTable,
-                       uint16_t table[65536]) {
-    // Expanded 5-bit fields reach a luminance of 744 at most; the correction
-    // of each is worked out once.
-    int16_t deltas[766];
-    if (luminance) BuildDeltaTable(levels, deltas);
-    const bool is555 = format == 1;
-    const int redShift = is555 ? 10 : 11, greenShift = is555 ? 5 : 6;
+void BuildPixelTable16(int32_t format, const int16_t* deltas, const uint8_t* levelTable, uint16_t table[65536]) {
+    const FieldShifts16 at = Shifts16(format);
     for (uint32_t w = 0; w < 65536; ++w) {
-        uint32_t r = ((w >> redShift) & 31) * 8, g = ((w >> greenShift) & 31) * 8, b = (w & 31) * 8;
-        if (luminance) {
-            const int16_t d = deltas[PixelLuminance(r, g, b)];
-            r = ClampChannel(r, d), g = ClampChannel(g, d), b = ClampChannel(b, d);
-        } else if (levelTable) {
-            r = levelTable[r], g = levelTable[g], b = levelTable[b];
+        if (deltas) {
+            table[w] = static_cast<uint16_t>(Luminance16Pixel(w, deltas, format));
+            continue;
         }
-        table[w] = static_cast<uint16_t>(((r >> 3) << redShift) + ((g >> 3) << greenShift) + (b >> 3));
+        uint32_t r = ((w >> at.red) & 31) * 8, g = ((w >> at.green) & 31) * 8, b = (w & 31) * 8;
+        if (levelTable) r = levelTable[r], g = levelTable[g], b = levelTable[b];
+        table[w] = static_cast<uint16_t>(((r >> 3) << at.red) + ((g >> 3) << at.green) + (b >> 3));
     }
 }

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "render/surface.h"
+
 // Low, middle and high control points on the luminance scale of the
 // destination's depth.
 struct ContrastLevels {
@@ -43,9 +45,16 @@ inline uint32_t ClampChannel(uint32_t c, int16_t d) {
 // The 766-entry correction table of the 32-bit luminance mode.
 void BuildDeltaTable(const ContrastLevels& levels, int16_t deltas[766]);
 
-// Every 16-bit word through the curve, for format 1 (5-5-5) or 2 (5-6-5):
-// fields expanded by 8 without low bits, corrected by luminance or, without
-// it, each through levelTable, and put back. Bit 15 of 5-5-5 and the lowest
-// green bit of 5-6-5 are 0 in every entry.
-void BuildPixelTable16(int32_t format, const ContrastLevels& levels, bool luminance, const uint8_t* levelTable,
-                       uint16_t table[65536]);
+// A 16-bit word of format 1 (5-5-5) or 2 (5-6-5) through the deltas: fields
+// expanded by 8 without low bits, corrected, and put back. Bit 15 of 5-5-5
+// and the lowest green bit of 5-6-5 come out 0.
+inline uint32_t Luminance16Pixel(uint32_t w, const int16_t* deltas, int32_t format) {
+    const FieldShifts16 at = Shifts16(format);
+    const uint32_t r = ((w >> at.red) & 31) * 8, g = ((w >> at.green) & 31) * 8, b = (w & 31) * 8;
+    const int16_t d = deltas[PixelLuminance(r, g, b)];
+    return ((ClampChannel(r, d) >> 3) << at.red) + ((ClampChannel(g, d) >> 3) << at.green) + (ClampChannel(b, d) >> 3);
+}
+
+// The whole-word table of a 16-bit format: each word through the deltas of
+// the luminance mode or, without them, each field through levelTable.
+void BuildPixelTable16(int32_t format, const int16_t* deltas, const uint8_t* levelTable, uint16_t table[65536]);

@@ -44,8 +44,9 @@ ContrastEffect::ContrastEffect(const ContrastParams* params) {
     keepTables = record.perChannel;
     const int32_t depth = destination->depth;
     if (record.perChannel && !(levelTable = NewTable<uint8_t>(256))) return;
-    if (depth == 16 && !(pixelTable = NewTable<uint16_t>(kPixelTable16Entries))) return;
-    if (depth == 32 && record.luminance && !(deltaTable = NewTable<int16_t>(kDeltaTableEntries))) return;
+    if (depth == 16 && !(pixelTable = NewTable<uint16_t>(65536))) return;
+    // The 16-bit table is made from the deltas, which its vector loops read too.
+    if (record.luminance && !(deltaTable = NewTable<int16_t>(kDeltaTableEntries))) return;
     if (depth != 16 && depth != 32) return;
     if (EnsureSameSize()) {
         effectReady = true;
@@ -82,16 +83,12 @@ void ContrastEffect::RebuildTables() {
     const ContrastLevels levels{lowLevel, midLevel, highLevel};
     if (record.perChannel)
         for (uint32_t i = 0; i < 256; ++i) levelTable[i] = static_cast<uint8_t>(ChannelLevel(i, levels));
-    switch (destination->pixelFormat) {
-    case kFormat555:
-    case kFormat565:
-        if (pixelTable) BuildPixelTable16(destination->pixelFormat, levels, record.luminance, levelTable, pixelTable);
-        break;
-    case kFormatXrgb:
-        if (deltaTable) BuildDeltaTable(levels, deltaTable);
-        break;
-    default: break;  // a format the depth does not fit: the tables keep what they hold
-    }
+    const int32_t format = destination->pixelFormat;
+    const bool formatFits = destination->depth == 16 ? format == kFormat555 || format == kFormat565
+                                                     : format == kFormatXrgb;
+    if (!formatFits) return;  // a format the depth does not fit: the tables keep what they hold
+    if (deltaTable) BuildDeltaTable(levels, deltaTable);
+    if (pixelTable) BuildPixelTable16(format, deltaTable, levelTable, pixelTable);
 }
 
 void ContrastEffect::Render() {
@@ -105,7 +102,11 @@ void ContrastEffect::Render() {
         RebuildTables();
     }
     if (destination->depth == 16) {
-        LookUpWords16(WholeWordLoop(2), pixelTable, record.inverse ? 0xFFFF : 0);
+        const uint16_t xorMask = record.inverse ? 0xFFFF : 0;
+        if (record.luminance)
+            ApplyLuminance16(WholeWordLoop(2), pixelTable, deltaTable, destination->pixelFormat, xorMask);
+        else
+            LookUpWords16(WholeWordLoop(2), pixelTable, xorMask);
     } else if (destination->depth == 32) {
         const PixelRows rows = WholeWordLoop(4);
         const uint32_t xorMask = record.inverse ? 0xFFFFFFFFu : 0u;

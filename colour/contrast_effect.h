@@ -52,7 +52,7 @@ public:
     bool effectReady;
     ContrastParams record;
     uint16_t* pixelTable;  // 16-bit destinations
-    int16_t* deltaTable;   // 32-bit destinations with luminance
+    int16_t* deltaTable;   // with luminance, at the destination's scale
     uint8_t* levelTable;   // perChannel
     int32_t lowLevel, midLevel, highLevel;
     uint32_t rebuilds;  // tables built so far

@@ -1,5 +1,7 @@
 #include "colour/contrast_kernels.h"
 
+#include "colour/contrast_avx512.h"
+
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <immintrin.h>
@@ -11,39 +13,12 @@ void DeltaRowScalar(const uint32_t* src, uint32_t* dst, int32_t n, const int16_t
     for (int32_t x = 0; x < n; ++x) StorePixel(dst, x, LuminanceDeltaPixel(LoadPixel(src, x), deltas) ^ xorMask);
 }
 
-// The vector loops widen each channel to a 16-bit lane and add the pixel's
-// delta there: the addition wraps in 16 bits as the definition's does, and
-// the signed-to-unsigned byte pack is its clamp. The delta of each pixel is
-// gathered from the table by the luminance formed in 32-bit lanes; its low
-// half is copied into the high half so that an interleave puts it beside
-// every channel of its pixel.
-
-__attribute__((target("avx512f,avx512bw"))) void DeltasAvx512(const PixelRows& rows, const int16_t* deltas,
-                                                             uint32_t xorMask) {
-    const __m512i byte = _mm512_set1_epi32(0xFF), low16 = _mm512_set1_epi32(0xFFFF);
-    const __m512i colour = _mm512_set1_epi32(0x00FFFFFF), zero = _mm512_setzero_si512();
-    const __m512i mask = _mm512_set1_epi32(static_cast<int32_t>(xorMask));
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint32_t* src = rows.srcRow<uint32_t>(y);
-        uint32_t* dst = rows.dstRow<uint32_t>(y);
-        int32_t x = 0;
-        for (; x + 16 <= rows.width; x += 16) {
-            const __m512i p = _mm512_loadu_si512(src + x);
-            const __m512i r = _mm512_and_si512(_mm512_srli_epi32(p, 16), byte);
-            const __m512i g = _mm512_and_si512(_mm512_srli_epi32(p, 8), byte);
-            const __m512i b = _mm512_and_si512(p, byte);
-            const __m512i lum = _mm512_add_epi32(_mm512_add_epi32(r, g),
-                                                 _mm512_add_epi32(_mm512_srli_epi32(g, 1), _mm512_srli_epi32(b, 1)));
-            const __m512i d = _mm512_i32gather_epi32(lum, deltas, 2);
-            const __m512i dd = _mm512_or_si512(_mm512_and_si512(d, low16), _mm512_slli_epi32(d, 16));
-            const __m512i lo = _mm512_add_epi16(_mm512_unpacklo_epi8(p, zero), _mm512_unpacklo_epi32(dd, dd));
-            const __m512i hi = _mm512_add_epi16(_mm512_unpackhi_epi8(p, zero), _mm512_unpackhi_epi32(dd, dd));
-            const __m512i out = _mm512_and_si512(_mm512_packus_epi16(lo, hi), colour);
-            _mm512_storeu_si512(dst + x, _mm512_xor_si512(out, mask));
-        }
-        DeltaRowScalar(src + x, dst + x, rows.width - x, deltas, xorMask);
-    }
-}
+// The general vector loops widen each channel to a 16-bit lane and add the
+// pixel's delta there: the addition wraps in 16 bits as the definition's
+// does, and the signed-to-unsigned byte pack is its clamp. The delta of each
+// pixel is gathered from the table by the luminance formed in 32-bit lanes;
+// its low half is copied into the high half so that an interleave puts it
+// beside every channel of its pixel.
 
 __attribute__((target("avx2"))) void DeltasAvx2(const PixelRows& rows, const int16_t* deltas, uint32_t xorMask) {
     const __m256i byte = _mm256_set1_epi32(0xFF), low16 = _mm256_set1_epi32(0xFFFF);
@@ -103,35 +78,24 @@ void Words16Scalar(const uint16_t* src, uint16_t* dst, int32_t n, const uint16_t
     for (int32_t x = 0; x < n; ++x) StorePixel(dst, x, static_cast<uint16_t>(table[LoadPixel(src, x)] ^ xorMask));
 }
 
-// 16 words a gather; each gathered lane holds the entry in its low half.
-__attribute__((target("avx512f,avx512bw"))) void Words16Avx512(const PixelRows& rows, const uint16_t* table,
-                                                              uint16_t xorMask) {
-    const __m256i mask = _mm256_set1_epi16(static_cast<int16_t>(xorMask));
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint16_t* src = rows.srcRow<uint16_t>(y);
-        uint16_t* dst = rows.dstRow<uint16_t>(y);
-        int32_t x = 0;
-        for (; x + 16 <= rows.width; x += 16) {
-            const __m512i index = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + x)));
-            const __m512i words = _mm512_i32gather_epi32(index, table, 2);
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x), _mm256_xor_si256(_mm512_cvtepi32_epi16(words), mask));
-        }
-        Words16Scalar(src + x, dst + x, rows.width - x, table, xorMask);
-    }
-}
-
 }  // namespace
 
 void ApplyLuminanceDeltas(const PixelRows& rows, const int16_t* deltas, uint32_t xorMask, SimdLevel level) {
-    if (level >= SimdLevel::kAvx512Vbmi) return DeltasAvx512(rows, deltas, xorMask);
+    if (level >= SimdLevel::kAvx512Vbmi && LuminanceDeltasAvx512(rows, deltas, xorMask)) return;
     if (level >= SimdLevel::kAvx2) return DeltasAvx2(rows, deltas, xorMask);
     if (level >= SimdLevel::kSse2) return DeltasSse2(rows, deltas, xorMask);
     for (int32_t y = 0; y < rows.rows; ++y)
         DeltaRowScalar(rows.srcRow<uint32_t>(y), rows.dstRow<uint32_t>(y), rows.width, deltas, xorMask);
 }
 
-void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMask, SimdLevel level) {
-    if (level >= SimdLevel::kAvx512Vbmi) return Words16Avx512(rows, table, xorMask);
+void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMask) {
     for (int32_t y = 0; y < rows.rows; ++y)
         Words16Scalar(rows.srcRow<uint16_t>(y), rows.dstRow<uint16_t>(y), rows.width, table, xorMask);
+}
+
+void ApplyLuminance16(const PixelRows& rows, const uint16_t* table, const int16_t* deltas, int32_t format,
+                      uint16_t xorMask, SimdLevel level) {
+    const bool knownFormat = format == kFormat555 || format == kFormat565;
+    if (level >= SimdLevel::kAvx512Vbmi && knownFormat && Luminance16Avx512(rows, deltas, format, xorMask)) return;
+    LookUpWords16(rows, table, xorMask);
 }

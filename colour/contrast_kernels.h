@@ -7,11 +7,9 @@
 #include "render/pixel_rows.h"
 #include "render/simd_level.h"
 
-// Entries of a delta table as the loops read it: 766 values and one spare,
+// Entries of a delta table as the loops read it: 766 values and spares,
 // since a vector gather reads two bytes past the entry it wants.
 constexpr int kDeltaTableEntries = 768;
-// Entries of a 16-bit pixel table, with the same spare.
-constexpr int kPixelTable16Entries = 65537;
 
 // 32-bit xRGB rows: each channel plus the delta of the pixel's luminance,
 // clamped; top byte 0; then XORed with xorMask.
@@ -25,5 +23,8 @@ inline uint32_t LuminanceDeltaPixel(uint32_t p, const int16_t* deltas) {
 }
 
 // 16-bit rows: every word through a 65536-entry table, then XORed with xorMask.
-void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMask,
-                   SimdLevel level = MachineSimdLevel());
+void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMask);
+// The same for a table that BuildPixelTable16 made from deltas for format 1
+// or 2: the vector loops work from the deltas instead.
+void ApplyLuminance16(const PixelRows& rows, const uint16_t* table, const int16_t* deltas, int32_t format,
+                      uint16_t xorMask, SimdLevel level = MachineSimdLevel());

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdlib>
 #include <vector>
 
 #include "colour/contrast_effect.h"
@@ -68,8 +69,10 @@ TEST(ContrastCurve, SixteenBitTablesDropLowBits) {
     // Nearly neutral at 16 bits (levels of host values 0, 255, 128).
     const ContrastLevels neutral16 = ComputeContrastLevels(0, 64, 127, kScaleLuminance16);
     EXPECT_EQ(neutral16, (ContrastLevels{0, 369, 744}));
+    int16_t deltas[766];
+    BuildDeltaTable(neutral16, deltas);
     for (int32_t format : {kFormat555, kFormat565}) {
-        BuildPixelTable16(format, neutral16, true, nullptr, table.data());
+        BuildPixelTable16(format, deltas, nullptr, table.data());
         const uint32_t unusedBit = format == kFormat555 ? 0x8000 : 0x0020;
         for (uint32_t w = 0; w < 65536; ++w) ASSERT_EQ(table[w] & unusedBit, 0u) << w;
         EXPECT_EQ(table[0], 0u);
@@ -77,27 +80,52 @@ TEST(ContrastCurve, SixteenBitTablesDropLowBits) {
         EXPECT_EQ(table[unusedBit], 0u);                // the dropped bit alone is black
     }
     // Mid grey of 5-5-5 fields 16: luminance 384, target 397, delta 4 (lost below 8).
-    BuildPixelTable16(kFormat555, neutral16, true, nullptr, table.data());
+    BuildPixelTable16(kFormat555, deltas, nullptr, table.data());
     EXPECT_EQ(table[16u << 10 | 16u << 5 | 16u], 16u << 10 | 16u << 5 | 16u);
     // Fields 2, 3, 4: luminance 16 + 24 + 12 + 16 = 68, target 70, delta 0.
     EXPECT_EQ(table[2u << 10 | 3u << 5 | 4u], 2u << 10 | 3u << 5 | 4u);
     // Without luminance each channel goes through the level table.
     uint8_t levels[256];
     for (int i = 0; i < 256; ++i) levels[i] = static_cast<uint8_t>(255 - i);
-    BuildPixelTable16(kFormat565, neutral16, false, levels, table.data());
+    BuildPixelTable16(kFormat565, nullptr, levels, table.data());
     EXPECT_EQ(table[0], 31u << 11 | 31u << 6 | 31u);  // 255 >> 3 in each field
 }
 
-TEST(ContrastKernels, LuminanceDeltasMatchDefinitionForAnyTable) {
-    // Random deltas over the whole 16-bit range, so that the 16-bit sum wraps
-    // and clamps both ways.
-    std::vector<int16_t> deltas = RandomWords<int16_t>(kDeltaTableEntries, 3);
-    for (int i = 0; i < 40; ++i) deltas[i * 19] = static_cast<int16_t>(i * 13 - 260);
-    for (uint32_t mask : {0u, 0xFFFFFFFFu})
-        for (SimdLevel level : Levels())
-            ExpectRowsMatch<uint32_t>(
-                [&](const PixelRows& r) { ApplyLuminanceDeltas(r, deltas.data(), mask, level); },
-                [&](uint32_t p) { return LuminanceDeltaPixel(p, deltas.data()) ^ mask; });
+// Delta tables the loops must handle: curves from host values (ordinary,
+// threshold, extreme), small random deltas of either sign, of one sign, too
+// small to move a 5-bit field, none, and deltas over the whole 16-bit range,
+// whose sums wrap and clamp both ways.
+std::vector<std::vector<int16_t>> DeltaTables(float scale) {
+    std::vector<std::vector<int16_t>> tables;
+    for (auto [low, mid, high] : {std::array{0, 64, 127}, {30, 81, 100}, {100, 40, 50}, {-16384, 300, 16383}}) {
+        std::vector<int16_t> t(kDeltaTableEntries);
+        BuildDeltaTable(ComputeContrastLevels(low, mid, high, scale), t.data());
+        tables.push_back(t);
+    }
+    std::vector<int16_t> small = RandomWords<int16_t>(kDeltaTableEntries, 3);
+    for (auto& d : small) d = static_cast<int16_t>(d % 600);
+    tables.push_back(small);
+    for (auto& d : small) d = static_cast<int16_t>(-std::abs(d));  // darkening only
+    tables.push_back(small);
+    for (auto& d : small) d = static_cast<int16_t>(-d % 8);  // below a 16-bit step
+    tables.push_back(small);
+    tables.push_back(std::vector<int16_t>(kDeltaTableEntries, 0));
+    std::vector<int16_t> any = RandomWords<int16_t>(kDeltaTableEntries, 4);
+    for (int i = 0; i < 40; ++i) any[i * 19] = static_cast<int16_t>(i * 13 - 260);
+    tables.push_back(any);
+    return tables;
+}
+
+TEST(ContrastKernels, LuminanceDeltasMatchDefinition) {
+    for (const auto& deltas : DeltaTables(kScaleLuminance32))
+        for (uint32_t mask : {0u, 0xFFFFFFFFu})
+            for (SimdLevel level : Levels())
+                ExpectRowsMatch<uint32_t>(
+                    [&](const PixelRows& r) { ApplyLuminanceDeltas(r, deltas.data(), mask, level); },
+                    [&](uint32_t p) { return LuminanceDeltaPixel(p, deltas.data()) ^ mask; }, 140);
+}
+
+TEST(ContrastKernels, LuminanceDeltaPixel) {
     int16_t d[766] = {};
     d[384] = 4;
     d[765] = 255;
@@ -109,12 +137,32 @@ TEST(ContrastKernels, LuminanceDeltasMatchDefinitionForAnyTable) {
     EXPECT_EQ(LuminanceDeltaPixel(0x00808080, d), 0u);
 }
 
+TEST(ContrastKernels, SixteenBitLoopsMatchTheirTable) {
+    // Every word in one row, through the table and through the deltas.
+    std::vector<uint16_t> words(65536 + 40);
+    for (size_t i = 0; i < words.size(); ++i) words[i] = static_cast<uint16_t>(i * 40503u);
+    std::vector<uint16_t> table(65536);
+    for (const auto& deltas : DeltaTables(kScaleLuminance16))
+        for (int32_t format : {kFormat555, kFormat565}) {
+            BuildPixelTable16(format, deltas.data(), nullptr, table.data());
+            for (uint16_t mask : {uint16_t{0}, uint16_t{0xFFFF}})
+                for (SimdLevel level : Levels()) {
+                    std::vector<uint16_t> out(words.size());
+                    const int width = static_cast<int>(words.size());
+                    ApplyLuminance16(PixelRows{reinterpret_cast<const uint8_t*>(words.data()), width * 2,
+                                               reinterpret_cast<uint8_t*>(out.data()), width * 2, 1, width},
+                                     table.data(), deltas.data(), format, mask, level);
+                    for (size_t i = 0; i < words.size(); ++i)
+                        ASSERT_EQ(out[i], table[words[i]] ^ mask) << i << " format " << format << " level " << int(level);
+                }
+        }
+}
+
 TEST(ContrastKernels, WordLookupMatchesDefinition) {
-    std::vector<uint16_t> table = RandomWords<uint16_t>(kPixelTable16Entries, 5);
+    std::vector<uint16_t> table = RandomWords<uint16_t>(65536, 5);
     for (uint16_t mask : {uint16_t{0}, uint16_t{0xFFFF}})
-        for (SimdLevel level : Levels())
-            ExpectRowsMatch<uint16_t>([&](const PixelRows& r) { LookUpWords16(r, table.data(), mask, level); },
-                                      [&](uint32_t p) { return table[p] ^ mask; });
+        ExpectRowsMatch<uint16_t>([&](const PixelRows& r) { LookUpWords16(r, table.data(), mask); },
+                                  [&](uint32_t p) { return table[p] ^ mask; });
 }
 
 // Whole instances, made by the factory as the host makes them.

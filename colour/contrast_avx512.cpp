@@ -1,0 +1,234 @@
+#include "colour/contrast_avx512.h"
+
+#include <algorithm>
+
+#include "colour/contrast_kernels.h"
+#include "render/surface.h"
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#include <immintrin.h>
+#pragma GCC diagnostic pop
+
+#define CONTRAST_AVX512 __attribute__((target("avx512f,avx512bw,avx512vbmi")))
+#define CONTRAST_AVX512_INLINE __attribute__((target("avx512f,avx512bw,avx512vbmi"), always_inline)) inline
+
+namespace {
+
+// The clamped positive and negative parts of each delta, for luminances 0 to
+// 765 and two spare entries that complete the sixth block of 128.
+struct SplitDeltas {
+    alignas(64) uint8_t raise[768];
+    alignas(64) uint8_t lower[768];
+    bool anyRaise, anyLower;  // a curve that only brightens or darkens needs one table, a flat one none
+};
+
+// False when a channel plus some delta passes 32767.
+bool Split(const int16_t deltas[766], SplitDeltas& s) {
+    s.anyRaise = s.anyLower = false;
+    for (int y = 0; y < 766; ++y) {
+        const int32_t d = deltas[y];
+        if (d > 32767 - 255) return false;
+        s.raise[y] = static_cast<uint8_t>(std::clamp(d, 0, 255));
+        s.lower[y] = static_cast<uint8_t>(std::clamp(-d, 0, 255));
+        s.anyRaise |= d > 0;
+        s.anyLower |= d < 0;
+    }
+    s.raise[766] = s.raise[767] = s.lower[766] = s.lower[767] = 0;
+    return true;
+}
+
+// r + g + (g >> 1) + (b >> 1) of 16 pixels, as 32-bit lanes.
+CONTRAST_AVX512_INLINE __m512i Luminance(__m512i p) {
+    const __m512i greenRed = _mm512_maddubs_epi16(p, _mm512_set1_epi32(0x00010100));
+    const __m512i halves = _mm512_and_si512(_mm512_srli_epi32(p, 1), _mm512_set1_epi32(0x007F7F7F));
+    const __m512i halfBlueGreen = _mm512_maddubs_epi16(halves, _mm512_set1_epi32(0x00000101));
+    return _mm512_madd_epi16(_mm512_add_epi16(greenRed, halfBlueGreen), _mm512_set1_epi16(1));
+}
+
+// Entry idx (its low 7 bits) of the block-th 128 bytes of t.
+CONTRAST_AVX512_INLINE __m512i LookUp128(const uint8_t* t, int block, __m512i idx) {
+    return _mm512_permutex2var_epi8(_mm512_load_si512(t + 128 * block), idx, _mm512_load_si512(t + 128 * block + 64));
+}
+
+// Entry idx + 128 x (bits 7 to 9 of the luminance) of a 768-byte table.
+CONTRAST_AVX512_INLINE __m512i LookUp768(const uint8_t* t, __m512i idx, __mmask64 bit7, __mmask64 bit8,
+                                         __mmask64 bit9) {
+    const __m512i b01 = _mm512_mask_blend_epi8(bit7, LookUp128(t, 0, idx), LookUp128(t, 1, idx));
+    const __m512i b23 = _mm512_mask_blend_epi8(bit7, LookUp128(t, 2, idx), LookUp128(t, 3, idx));
+    const __m512i b45 = _mm512_mask_blend_epi8(bit7, LookUp128(t, 4, idx), LookUp128(t, 5, idx));
+    return _mm512_mask_blend_epi8(bit9, _mm512_mask_blend_epi8(bit8, b01, b23), b45);
+}
+
+// Byte indexes. The luminances of four vectors are packed to words (each
+// 128-bit lane: four of the first vector, four of the second) and their low
+// bytes gathered in order; kSpread[i] takes a byte back to the three colour
+// bytes of its pixel in vector i.
+struct ByteOrder {
+    alignas(64) uint8_t lowBytes[64];
+    alignas(64) uint8_t spread[4][64];
+};
+
+constexpr ByteOrder MakeByteOrder() {
+    ByteOrder o{};
+    for (int k = 0; k < 64; ++k) o.lowBytes[k] = static_cast<uint8_t>(k < 32 ? 2 * k : 64 + 2 * (k - 32));
+    for (int i = 0; i < 4; ++i)
+        for (int b = 0; b < 64; ++b) {
+            const int j = b / 4;
+            o.spread[i][b] = static_cast<uint8_t>((i >= 2 ? 32 : 0) + 8 * (j / 4) + (i % 2 ? 4 : 0) + j % 4);
+        }
+    return o;
+}
+constexpr ByteOrder kByteOrder = MakeByteOrder();
+
+template <bool kRaise, bool kLower>
+CONTRAST_AVX512 void DeltaRows(const PixelRows& rows, const SplitDeltas& split, const int16_t deltas[766],
+                               uint32_t xorMask) {
+    const __m512i lowBytes = _mm512_load_si512(kByteOrder.lowBytes);
+    const __m512i mask = _mm512_set1_epi32(static_cast<int32_t>(xorMask));
+    const __m512i colour = _mm512_set1_epi32(0x00FFFFFF);
+    constexpr __mmask64 kColourBytes = 0x7777777777777777ull;
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const uint32_t* src = rows.srcRow<uint32_t>(y);
+        uint32_t* dst = rows.dstRow<uint32_t>(y);
+        int32_t x = 0;
+        for (; x + 64 <= rows.width; x += 64) {
+            __m512i p[4];
+            for (int i = 0; i < 4; ++i) p[i] = _mm512_loadu_si512(src + x + 16 * i);
+            __m512i raise = _mm512_setzero_si512(), lower = _mm512_setzero_si512();
+            if (kRaise || kLower) {
+                const __m512i lum01 = _mm512_packus_epi32(Luminance(p[0]), Luminance(p[1]));
+                const __m512i lum23 = _mm512_packus_epi32(Luminance(p[2]), Luminance(p[3]));
+                const __m512i idx = _mm512_permutex2var_epi8(lum01, lowBytes, lum23);
+                const __m512i block = _mm512_permutex2var_epi8(_mm512_srli_epi16(lum01, 7), lowBytes,
+                                                               _mm512_srli_epi16(lum23, 7));
+                const __mmask64 bit7 = _mm512_test_epi8_mask(block, _mm512_set1_epi8(1));
+                const __mmask64 bit8 = _mm512_test_epi8_mask(block, _mm512_set1_epi8(2));
+                const __mmask64 bit9 = _mm512_test_epi8_mask(block, _mm512_set1_epi8(4));
+                if (kRaise) raise = LookUp768(split.raise, idx, bit7, bit8, bit9);
+                if (kLower) lower = LookUp768(split.lower, idx, bit7, bit8, bit9);
+            }
+            for (int i = 0; i < 4; ++i) {
+                const __m512i spread = _mm512_load_si512(kByteOrder.spread[i]);
+                __m512i out = p[i];
+                if (kRaise) out = _mm512_adds_epu8(out, _mm512_maskz_permutexvar_epi8(kColourBytes, spread, raise));
+                if (kLower) out = _mm512_subs_epu8(out, _mm512_maskz_permutexvar_epi8(kColourBytes, spread, lower));
+                // (out & colour) ^ mask
+                _mm512_storeu_si512(dst + x + 16 * i, _mm512_ternarylogic_epi32(out, colour, mask, 0x6A));
+            }
+        }
+        for (; x < rows.width; ++x) StorePixel(dst, x, LuminanceDeltaPixel(LoadPixel(src, x), deltas) ^ xorMask);
+    }
+}
+
+}  // namespace
+
+bool LuminanceDeltasAvx512(const PixelRows& rows, const int16_t deltas[766], uint32_t xorMask) {
+    SplitDeltas split;
+    if (!Split(deltas, split)) return false;
+    if (split.anyRaise && split.anyLower)
+        DeltaRows<true, true>(rows, split, deltas, xorMask);
+    else if (split.anyRaise)
+        DeltaRows<true, false>(rows, split, deltas, xorMask);
+    else if (split.anyLower)
+        DeltaRows<false, true>(rows, split, deltas, xorMask);
+    else
+        DeltaRows<false, false>(rows, split, deltas, xorMask);
+    return true;
+}
+
+namespace {
+
+// Deltas of the 187 luminances 4k, shifted right 3 and kept to -32..32,
+// beyond which every field clamps the same, as bytes with a bias of 32 when
+// some are negative; 128 bytes and a second block of 64.
+struct FieldDeltas {
+    alignas(64) uint8_t d[192];
+    bool anyRaise, anyLower;
+};
+
+bool MakeFieldDeltas(const int16_t deltas[766], FieldDeltas& f) {
+    int16_t shifted[187];
+    f.anyRaise = f.anyLower = false;
+    for (int k = 0; k < 187; ++k) {
+        const int32_t d = deltas[4 * k];
+        if (d > 32767 - 248) return false;
+        shifted[k] = static_cast<int16_t>(std::clamp(d >> 3, -32, 32));
+        f.anyRaise |= shifted[k] > 0;
+        f.anyLower |= shifted[k] < 0;
+    }
+    const int bias = f.anyLower ? 32 : 0;
+    for (int k = 0; k < 192; ++k) f.d[k] = static_cast<uint8_t>(k < 187 ? shifted[k] + bias : 0);
+    return true;
+}
+
+// field + delta, kept to 0..31, with the delta's bias taken off; a bound that
+// no delta can pass is left out.
+template <bool kRaise, bool kLower>
+CONTRAST_AVX512_INLINE __m512i AddClamped5(__m512i field, __m512i delta) {
+    __m512i sum = _mm512_add_epi16(field, delta);
+    if (kLower) sum = _mm512_subs_epu16(sum, _mm512_set1_epi16(32));
+    if (kRaise) sum = _mm512_min_epi16(sum, _mm512_set1_epi16(31));
+    return sum;
+}
+
+template <int32_t Format, bool kRaise, bool kLower>
+CONTRAST_AVX512 void Luminance16Rows(const PixelRows& rows, const FieldDeltas& f, const int16_t deltas[766],
+                                     uint16_t xorMask) {
+    constexpr int kRed = Shifts16(Format).red, kGreen = Shifts16(Format).green;
+    // Bytes of the table; the word lanes read it through their low byte.
+    const __m512i t0 = _mm512_load_si512(f.d), t1 = _mm512_load_si512(f.d + 64), t2 = _mm512_load_si512(f.d + 128);
+    constexpr __mmask64 kLowBytes = 0x5555555555555555ull;
+    const __m512i five = _mm512_set1_epi16(31);
+    const __m512i mask = _mm512_set1_epi16(static_cast<int16_t>(xorMask));
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const uint16_t* src = rows.srcRow<uint16_t>(y);
+        uint16_t* dst = rows.dstRow<uint16_t>(y);
+        int32_t x = 0;
+        for (; x + 32 <= rows.width; x += 32) {
+            const __m512i p = _mm512_loadu_si512(src + x);
+            const __m512i r = _mm512_and_si512(_mm512_srli_epi16(p, kRed), five);
+            const __m512i g = _mm512_and_si512(_mm512_srli_epi16(p, kGreen), five);
+            const __m512i b = _mm512_and_si512(p, five);
+            __m512i d = _mm512_setzero_si512();
+            if (kRaise || kLower) {
+                const __m512i k = _mm512_add_epi16(_mm512_add_epi16(_mm512_add_epi16(r, r), b),
+                                                   _mm512_add_epi16(_mm512_add_epi16(g, g), g));
+                // k below 128 from the first 128 bytes, else from the last 64.
+                d = _mm512_mask_blend_epi8(_mm512_movepi8_mask(k), _mm512_maskz_permutex2var_epi8(kLowBytes, t0, k, t1),
+                                           _mm512_maskz_permutexvar_epi8(kLowBytes, k, t2));
+            }
+            const __m512i rg = _mm512_or_si512(_mm512_slli_epi16(AddClamped5<kRaise, kLower>(r, d), kRed),
+                                               _mm512_slli_epi16(AddClamped5<kRaise, kLower>(g, d), kGreen));
+            // (rg | b') ^ mask
+            const __m512i out = _mm512_ternarylogic_epi32(rg, AddClamped5<kRaise, kLower>(b, d), mask, 0x56);
+            _mm512_storeu_si512(dst + x, out);
+        }
+        for (; x < rows.width; ++x)
+            StorePixel(dst, x, static_cast<uint16_t>(Luminance16Pixel(LoadPixel(src, x), deltas, Format) ^ xorMask));
+    }
+}
+
+template <int32_t Format>
+void Luminance16Format(const PixelRows& rows, const FieldDeltas& f, const int16_t deltas[766], uint16_t xorMask) {
+    if (f.anyRaise && f.anyLower)
+        Luminance16Rows<Format, true, true>(rows, f, deltas, xorMask);
+    else if (f.anyRaise)
+        Luminance16Rows<Format, true, false>(rows, f, deltas, xorMask);
+    else if (f.anyLower)
+        Luminance16Rows<Format, false, true>(rows, f, deltas, xorMask);
+    else
+        Luminance16Rows<Format, false, false>(rows, f, deltas, xorMask);
+}
+
+}  // namespace
+
+bool Luminance16Avx512(const PixelRows& rows, const int16_t deltas[766], int32_t format, uint16_t xorMask) {
+    FieldDeltas f;
+    if (!MakeFieldDeltas(deltas, f)) return false;
+    if (format == kFormat555)
+        Luminance16Format<kFormat555>(rows, f, deltas, xorMask);
+    else
+        Luminance16Format<kFormat565>(rows, f, deltas, xorMask);
+    return true;
+}
