@@ -7,11 +7,7 @@
 #include <vector>
 
 #include "colour/color_cycling.h"
-#include "host/blit_service.h"
-#include "host/host_surface.h"
-#include "shell/entry_points.h"
-#include "shell/factory.h"
-#include "shell/module.h"
+#include "effect_fixture.h"
 
 namespace {
 
@@ -107,22 +103,13 @@ TEST(CycleTables, StylesOnEightAndFiveBits) {
     EXPECT_EQ(g_scaleTable[100][3], 9);
 }
 
-// Whole instances, made by the factory as the host makes them.
-class Cycling : public ::testing::Test {
+class Cycling : public EffectTest {
 protected:
-    void SetUp() override { g_blitService = fxhost::GetBlitService(); }
-    void TearDown() override { g_blitService = nullptr; }
-
     static ColorCycling* Make(const char* name, HostSurface& src, HostSurface* dst = nullptr) {
-        return static_cast<ColorCycling*>(CreateEffect(name, src.get(), dst ? dst->get() : nullptr));
+        return EffectTest::Make<ColorCycling>(name, src, dst);
     }
     static ColorCycling* MakeWith(const ColorCyclingParams& record, HostSurface& src, HostSurface& dst) {
-        g_frame.source = src.get();
-        g_frame.destination = dst.get();
-        return static_cast<ColorCycling*>(NewZeroedEffect<ColorCycling>(&record));
-    }
-    static void Render(CRenderInterface* effect, std::array<int32_t, 4> params, uint32_t time) {
-        entry::RenderEffect(effect, params.data(), nullptr, time);
+        return EffectTest::MakeWith<ColorCycling>(record, src, dst);
     }
 };
 

@@ -127,6 +127,17 @@ TEST(StroboscopeThroughTheModule, FlashAcrossTheWrapOfTheClock) {
     ExpectFlat("Stroboscope", kFormatXrgb, 0x00FF0080, 0x00FE007F, params, {123456});
     // Speed 255: 151 ms is phase 604, a full magenta flash from hue 255.
     ExpectFlat("Stroboscope", kFormatXrgb, 0x00204080, 0x00FE00FE, {255, 255, 255, 0}, {0, 151});
+    // A jump of 2^22 + 604 ms: (2^22 + 604) x 4 leaves phase 632, a full flash too.
+    ExpectFlat("Stroboscope", kFormatXrgb, 0x00204080, 0x00FE00FE, {255, 255, 255, 0}, {9, 9 + (1u << 22) + 604});
+}
+
+TEST(StroboscopeThroughTheModule, LargerSourceIsReadScaledToTheDestination) {
+    HostSurface src(16, 10, kFormatXrgb), dst(8, 5, kFormatXrgb);
+    src.fill(0x00FF0080);
+    fxhost::EffectInstance effect(SharedModule(), "Stroboscope", src.get(), dst.get());
+    effect.render({52, 0, 255, 255}, nullptr, 0);
+    EXPECT_EQ(dst.pixel(7, 4), 0x00FE007Fu);
+    EXPECT_EQ(dst.pixel(0, 0), 0x00FE007Fu);
 }
 
 TEST(StroboscopeThroughTheModule, SixteenBitSurfacesAreNeverWritten) {

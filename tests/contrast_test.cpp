@@ -8,12 +8,8 @@
 
 #include "colour/contrast_effect.h"
 #include "colour/contrast_kernels.h"
-#include "host/blit_service.h"
-#include "host/host_surface.h"
+#include "effect_fixture.h"
 #include "kernel_support.h"
-#include "shell/entry_points.h"
-#include "shell/factory.h"
-#include "shell/module.h"
 
 namespace {
 
@@ -165,17 +161,10 @@ TEST(ContrastKernels, WordLookupMatchesDefinition) {
                                   [&](uint32_t p) { return table[p] ^ mask; });
 }
 
-// Whole instances, made by the factory as the host makes them.
-class Contrast : public ::testing::Test {
+class Contrast : public EffectTest {
 protected:
-    void SetUp() override { g_blitService = fxhost::GetBlitService(); }
-    void TearDown() override { g_blitService = nullptr; }
-
     static ContrastEffect* Make(const char* name, HostSurface& src, HostSurface* dst = nullptr) {
-        return static_cast<ContrastEffect*>(CreateEffect(name, src.get(), dst ? dst->get() : nullptr));
-    }
-    static void Render(ContrastEffect* effect, std::array<int32_t, 4> params, Surface* source = nullptr) {
-        entry::RenderEffect(effect, params.data(), source, 0);
+        return EffectTest::Make<ContrastEffect>(name, src, dst);
     }
 };
 
@@ -270,10 +259,9 @@ TEST_F(Contrast, FixedCurveAtThirtyTwoBits) {
 
 TEST_F(Contrast, RecordWithoutVersionFallsBack) {
     HostSurface s(1, 1, kFormatXrgb);
-    g_frame.source = g_frame.destination = s.get();
     ContrastParams record{};
     record.inverse = 1;
-    auto* effect = static_cast<ContrastEffect*>(NewZeroedEffect<ContrastEffect>(&record));
+    auto* effect = MakeWith<ContrastEffect>(record, s, s);
     EXPECT_EQ(effect->record.recordVersion, kContrastVersion);
     EXPECT_EQ(effect->record.inverse, 0);
     EXPECT_EQ(effect->record.highValue, 127);
@@ -289,7 +277,7 @@ TEST_F(Contrast, MismatchedDepthsAreNotReady) {
     dst.fill(0x00123456);
     ContrastEffect* effect = Make("Brightness Contrast XT", src, &dst);
     EXPECT_FALSE(effect->IsReady());
-    Render(effect, {0, 255, 128, 0}, src.get());
+    Render(effect, {0, 255, 128, 0}, 0, src.get());
     EXPECT_EQ(dst.pixel(1, 1), 0x00123456u);
     entry::DestroyEffect(effect);
 }

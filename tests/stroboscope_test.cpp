@@ -6,11 +6,7 @@
 #include <vector>
 
 #include "colour/stroboscope.h"
-#include "host/blit_service.h"
-#include "host/host_surface.h"
-#include "shell/entry_points.h"
-#include "shell/factory.h"
-#include "shell/module.h"
+#include "effect_fixture.h"
 
 namespace {
 
@@ -68,19 +64,12 @@ TEST(Strobe, TablesBlendTowardTheColour) {
     EXPECT_EQ(b[255], 254);
 }
 
-class Stroboscope : public ::testing::Test {
-protected:
-    void SetUp() override { g_blitService = fxhost::GetBlitService(); }
-    void TearDown() override { g_blitService = nullptr; }
-    static void Render(CRenderInterface* effect, std::array<int32_t, 4> params, uint32_t time) {
-        entry::RenderEffect(effect, params.data(), nullptr, time);
-    }
-};
+using Stroboscope = EffectTest;
 
 TEST_F(Stroboscope, FlashesAfterHalfACycle) {
     HostSurface src(3, 2, kFormatXrgb), dst(3, 2, kFormatXrgb);
     src.fill(0xFF204080);  // top byte plays no part
-    CRenderInterface* effect = CreateEffect("Stroboscope", src.get(), dst.get());
+    CRenderInterface* effect = Make<CRenderInterface>("Stroboscope", src, &dst);
     Render(effect, {0, 85, 255, 0}, 5000);  // first frame: a 0, each channel x 255 / 256
     EXPECT_EQ(dst.pixel(2, 1), 0x001F3F7Fu);
     Render(effect, {0, 85, 255, 0}, 5550);  // a 127 toward green
@@ -94,7 +83,7 @@ TEST_F(Stroboscope, SixteenBitSurfacesAreReadyAndUntouched) {
     HostSurface src(4, 4, kFormat565), dst(4, 4, kFormat565);
     src.fill(0x1234);
     dst.fill(0xBEEF);
-    CRenderInterface* effect = CreateEffect("Stroboscope", src.get(), dst.get());
+    CRenderInterface* effect = Make<CRenderInterface>("Stroboscope", src, &dst);
     EXPECT_TRUE(effect->IsReady());
     Render(effect, {0, 0, 255, 0}, 0);
     Render(effect, {0, 0, 255, 0}, 700);
@@ -104,10 +93,9 @@ TEST_F(Stroboscope, SixteenBitSurfacesAreReadyAndUntouched) {
 
 TEST_F(Stroboscope, RecordWithoutVersionFallsBack) {
     HostSurface s(1, 1, kFormatXrgb);
-    g_frame.source = g_frame.destination = s.get();
     StroboscopeParams record{};
     record.hueParam = 9;
-    auto* effect = static_cast<StroboscopeEffect*>(NewZeroedEffect<StroboscopeEffect>(&record));
+    auto* effect = MakeWith<StroboscopeEffect>(record, s, s);
     EXPECT_EQ(effect->record.recordVersion, kStroboscopeVersion);
     EXPECT_EQ((std::array{effect->record.speedParam, effect->record.hueParam, effect->record.softnessParam}),
               (std::array{0, 1, 2}));
