@@ -92,15 +92,16 @@ void ColorCycling::ProcessFrame() {
 // The destination is written in pairs of pixels: with an odd width the last
 // pixel of each row is left alone and every row starts one pixel before the
 // place of the one above it. Source rows and columns are sampled by the 16.16
-// steps, with no averaging. The steps come from the source of this frame, so
-// that a source given at render time is read within its own size.
+// steps, with no averaging. The steps follow the source of this frame: they
+// are those of construction for the source given then, and keep the reads of
+// a source of another size, given at render time, within that source.
 void ColorCycling::CycleRows(int32_t wordBytes, const uint8_t* red, const uint8_t* green, const uint8_t* blue) {
     if (source->depth != destination->depth || !source->pixels || !destination->pixels) return;
     const int32_t pairWidth = dstWidth & ~1;
     if (dstHeight <= 0 || pairWidth <= 0) return;
-    const int32_t sampleX = SampleStep(SurfaceWidth(*source), dstWidth);
-    const int32_t sampleY = SampleStep(SurfaceHeight(*source), dstHeight);
-    if (sampleX == 0 || sampleY == 0) return;
+    stepX = SampleStep(SurfaceWidth(*source), dstWidth);
+    stepY = SampleStep(SurfaceHeight(*source), dstHeight);
+    if (stepX == 0 || stepY == 0) return;
     const int32_t format = pixelFormat == kFormat565 ? kFormat565 : kFormat555;
     auto apply = [&](const PixelRows& rows) {
         if (wordBytes == 4)
@@ -110,14 +111,14 @@ void ColorCycling::CycleRows(int32_t wordBytes, const uint8_t* red, const uint8_
     };
     PixelRows rows{source->pixels, source->rowBytes, destination->pixels, dstRowBytes - (dstWidth & 1) * wordBytes,
                    dstHeight, pairWidth};
-    if (sampleX == 0x10000 && sampleY == 0x10000) return apply(rows);
+    if (stepX == 0x10000 && stepY == 0x10000) return apply(rows);
 
-    if (sampleX != 0x10000) sampledRow.resize(static_cast<size_t>(pairWidth) * wordBytes);
-    for (int32_t y = 0, yAcc = 0; y < dstHeight; ++y, yAcc += sampleY) {
+    if (stepX != 0x10000) sampledRow.resize(static_cast<size_t>(pairWidth) * wordBytes);
+    for (int32_t y = 0, yAcc = 0; y < dstHeight; ++y, yAcc += stepY) {
         const uint8_t* from = source->pixels + static_cast<intptr_t>(yAcc >> 16) * source->rowBytes;
-        if (sampleX != 0x10000) {
+        if (stepX != 0x10000) {
             uint8_t* to = sampledRow.data();
-            for (int32_t x = 0, xAcc = 0; x < pairWidth; ++x, xAcc += sampleX)
+            for (int32_t x = 0, xAcc = 0; x < pairWidth; ++x, xAcc += stepX)
                 std::memcpy(to + x * wordBytes, from + (xAcc >> 16) * wordBytes, wordBytes);
             from = to;
         }

@@ -1,7 +1,5 @@
 #include "colour/contrast_avx512.h"
 
-#include <algorithm>
-
 #include "colour/contrast_kernels.h"
 #include "render/surface.h"
 
@@ -14,29 +12,6 @@
 #define CONTRAST_AVX512_INLINE __attribute__((target("avx512f,avx512bw,avx512vbmi"), always_inline)) inline
 
 namespace {
-
-// The clamped positive and negative parts of each delta, for luminances 0 to
-// 765 and two spare entries that complete the sixth block of 128.
-struct SplitDeltas {
-    alignas(64) uint8_t raise[768];
-    alignas(64) uint8_t lower[768];
-    bool anyRaise, anyLower;  // a curve that only brightens or darkens needs one table, a flat one none
-};
-
-// False when a channel plus some delta passes 32767.
-bool Split(const int16_t deltas[766], SplitDeltas& s) {
-    s.anyRaise = s.anyLower = false;
-    for (int y = 0; y < 766; ++y) {
-        const int32_t d = deltas[y];
-        if (d > 32767 - 255) return false;
-        s.raise[y] = static_cast<uint8_t>(std::clamp(d, 0, 255));
-        s.lower[y] = static_cast<uint8_t>(std::clamp(-d, 0, 255));
-        s.anyRaise |= d > 0;
-        s.anyLower |= d < 0;
-    }
-    s.raise[766] = s.raise[767] = s.lower[766] = s.lower[767] = 0;
-    return true;
-}
 
 // r + g + (g >> 1) + (b >> 1) of 16 pixels, as 32-bit lanes.
 CONTRAST_AVX512_INLINE __m512i Luminance(__m512i p) {
@@ -82,8 +57,7 @@ constexpr ByteOrder MakeByteOrder() {
 constexpr ByteOrder kByteOrder = MakeByteOrder();
 
 template <bool kRaise, bool kLower>
-CONTRAST_AVX512 void DeltaRows(const PixelRows& rows, const SplitDeltas& split, const int16_t deltas[766],
-                               uint32_t xorMask) {
+CONTRAST_AVX512 void DeltaRows(const PixelRows& rows, const LuminanceTables& t, uint32_t xorMask) {
     const __m512i lowBytes = _mm512_load_si512(kByteOrder.lowBytes);
     const __m512i mask = _mm512_set1_epi32(static_cast<int32_t>(xorMask));
     const __m512i colour = _mm512_set1_epi32(0x00FFFFFF);
@@ -105,8 +79,8 @@ CONTRAST_AVX512 void DeltaRows(const PixelRows& rows, const SplitDeltas& split, 
                 const __mmask64 bit7 = _mm512_test_epi8_mask(block, _mm512_set1_epi8(1));
                 const __mmask64 bit8 = _mm512_test_epi8_mask(block, _mm512_set1_epi8(2));
                 const __mmask64 bit9 = _mm512_test_epi8_mask(block, _mm512_set1_epi8(4));
-                if (kRaise) raise = LookUp768(split.raise, idx, bit7, bit8, bit9);
-                if (kLower) lower = LookUp768(split.lower, idx, bit7, bit8, bit9);
+                if (kRaise) raise = LookUp768(t.raise, idx, bit7, bit8, bit9);
+                if (kLower) lower = LookUp768(t.lower, idx, bit7, bit8, bit9);
             }
             for (int i = 0; i < 4; ++i) {
                 const __m512i spread = _mm512_load_si512(kByteOrder.spread[i]);
@@ -117,50 +91,37 @@ CONTRAST_AVX512 void DeltaRows(const PixelRows& rows, const SplitDeltas& split, 
                 _mm512_storeu_si512(dst + x + 16 * i, _mm512_ternarylogic_epi32(out, colour, mask, 0x6A));
             }
         }
-        for (; x < rows.width; ++x) StorePixel(dst, x, LuminanceDeltaPixel(LoadPixel(src, x), deltas) ^ xorMask);
+        for (; x < rows.width; ++x) StorePixel(dst, x, LuminanceDeltaPixel(LoadPixel(src, x), t.deltas) ^ xorMask);
     }
 }
+
+// Instantiates Body<kRaise, kLower> for the bounds that reach asks for.
+template <template <bool, bool> class Body, class... Args>
+void ByReach(const DeltaReach& reach, Args&&... args) {
+    if (reach.raise && reach.lower)
+        Body<true, true>::Run(args...);
+    else if (reach.raise)
+        Body<true, false>::Run(args...);
+    else if (reach.lower)
+        Body<false, true>::Run(args...);
+    else
+        Body<false, false>::Run(args...);
+}
+
+template <bool kRaise, bool kLower>
+struct DeltaRowsBody {
+    static void Run(const PixelRows& rows, const LuminanceTables& t, uint32_t xorMask) {
+        DeltaRows<kRaise, kLower>(rows, t, xorMask);
+    }
+};
 
 }  // namespace
 
-bool LuminanceDeltasAvx512(const PixelRows& rows, const int16_t deltas[766], uint32_t xorMask) {
-    SplitDeltas split;
-    if (!Split(deltas, split)) return false;
-    if (split.anyRaise && split.anyLower)
-        DeltaRows<true, true>(rows, split, deltas, xorMask);
-    else if (split.anyRaise)
-        DeltaRows<true, false>(rows, split, deltas, xorMask);
-    else if (split.anyLower)
-        DeltaRows<false, true>(rows, split, deltas, xorMask);
-    else
-        DeltaRows<false, false>(rows, split, deltas, xorMask);
-    return true;
+void LuminanceDeltasAvx512(const PixelRows& rows, const LuminanceTables& t, uint32_t xorMask) {
+    ByReach<DeltaRowsBody>(t.reach32, rows, t, xorMask);
 }
 
 namespace {
-
-// Deltas of the 187 luminances 4k, shifted right 3 and kept to -32..32,
-// beyond which every field clamps the same, as bytes with a bias of 32 when
-// some are negative; 128 bytes and a second block of 64.
-struct FieldDeltas {
-    alignas(64) uint8_t d[192];
-    bool anyRaise, anyLower;
-};
-
-bool MakeFieldDeltas(const int16_t deltas[766], FieldDeltas& f) {
-    int16_t shifted[187];
-    f.anyRaise = f.anyLower = false;
-    for (int k = 0; k < 187; ++k) {
-        const int32_t d = deltas[4 * k];
-        if (d > 32767 - 248) return false;
-        shifted[k] = static_cast<int16_t>(std::clamp(d >> 3, -32, 32));
-        f.anyRaise |= shifted[k] > 0;
-        f.anyLower |= shifted[k] < 0;
-    }
-    const int bias = f.anyLower ? 32 : 0;
-    for (int k = 0; k < 192; ++k) f.d[k] = static_cast<uint8_t>(k < 187 ? shifted[k] + bias : 0);
-    return true;
-}
 
 // field + delta, kept to 0..31, with the delta's bias taken off; a bound that
 // no delta can pass is left out.
@@ -173,11 +134,11 @@ CONTRAST_AVX512_INLINE __m512i AddClamped5(__m512i field, __m512i delta) {
 }
 
 template <int32_t Format, bool kRaise, bool kLower>
-CONTRAST_AVX512 void Luminance16Rows(const PixelRows& rows, const FieldDeltas& f, const int16_t deltas[766],
-                                     uint16_t xorMask) {
+CONTRAST_AVX512 void Luminance16Rows(const PixelRows& rows, const LuminanceTables& t, uint16_t xorMask) {
     constexpr int kRed = Shifts16(Format).red, kGreen = Shifts16(Format).green;
     // Bytes of the table; the word lanes read it through their low byte.
-    const __m512i t0 = _mm512_load_si512(f.d), t1 = _mm512_load_si512(f.d + 64), t2 = _mm512_load_si512(f.d + 128);
+    const uint8_t* f = t.fieldDeltas;
+    const __m512i t0 = _mm512_load_si512(f), t1 = _mm512_load_si512(f + 64), t2 = _mm512_load_si512(f + 128);
     constexpr __mmask64 kLowBytes = 0x5555555555555555ull;
     const __m512i five = _mm512_set1_epi16(31);
     const __m512i mask = _mm512_set1_epi16(static_cast<int16_t>(xorMask));
@@ -205,30 +166,22 @@ CONTRAST_AVX512 void Luminance16Rows(const PixelRows& rows, const FieldDeltas& f
             _mm512_storeu_si512(dst + x, out);
         }
         for (; x < rows.width; ++x)
-            StorePixel(dst, x, static_cast<uint16_t>(Luminance16Pixel(LoadPixel(src, x), deltas, Format) ^ xorMask));
+            StorePixel(dst, x, static_cast<uint16_t>(Luminance16Pixel(LoadPixel(src, x), t.deltas, Format) ^ xorMask));
     }
 }
 
-template <int32_t Format>
-void Luminance16Format(const PixelRows& rows, const FieldDeltas& f, const int16_t deltas[766], uint16_t xorMask) {
-    if (f.anyRaise && f.anyLower)
-        Luminance16Rows<Format, true, true>(rows, f, deltas, xorMask);
-    else if (f.anyRaise)
-        Luminance16Rows<Format, true, false>(rows, f, deltas, xorMask);
-    else if (f.anyLower)
-        Luminance16Rows<Format, false, true>(rows, f, deltas, xorMask);
-    else
-        Luminance16Rows<Format, false, false>(rows, f, deltas, xorMask);
-}
+template <bool kRaise, bool kLower>
+struct Luminance16Body {
+    static void Run(const PixelRows& rows, const LuminanceTables& t, int32_t format, uint16_t xorMask) {
+        if (format == kFormat555)
+            Luminance16Rows<kFormat555, kRaise, kLower>(rows, t, xorMask);
+        else
+            Luminance16Rows<kFormat565, kRaise, kLower>(rows, t, xorMask);
+    }
+};
 
 }  // namespace
 
-bool Luminance16Avx512(const PixelRows& rows, const int16_t deltas[766], int32_t format, uint16_t xorMask) {
-    FieldDeltas f;
-    if (!MakeFieldDeltas(deltas, f)) return false;
-    if (format == kFormat555)
-        Luminance16Format<kFormat555>(rows, f, deltas, xorMask);
-    else
-        Luminance16Format<kFormat565>(rows, f, deltas, xorMask);
-    return true;
+void Luminance16Avx512(const PixelRows& rows, const LuminanceTables& t, int32_t format, uint16_t xorMask) {
+    ByReach<Luminance16Body>(t.reach16, rows, t, format, xorMask);
 }

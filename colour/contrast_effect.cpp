@@ -4,7 +4,6 @@
 #include <new>
 
 #include "colour/channel_tables.h"
-#include "colour/contrast_kernels.h"
 
 namespace {
 
@@ -46,7 +45,7 @@ ContrastEffect::ContrastEffect(const ContrastParams* params) {
     if (record.perChannel && !(levelTable = NewTable<uint8_t>(256))) return;
     if (depth == 16 && !(pixelTable = NewTable<uint16_t>(65536))) return;
     // The 16-bit table is made from the deltas, which its vector loops read too.
-    if (record.luminance && !(deltaTable = NewTable<int16_t>(kDeltaTableEntries))) return;
+    if (record.luminance && !(deltaTable = new (std::nothrow) LuminanceTables())) return;
     if (depth != 16 && depth != 32) return;
     if (EnsureSameSize()) {
         effectReady = true;
@@ -58,7 +57,7 @@ ContrastEffect::ContrastEffect(const ContrastParams* params) {
 // refers to them.
 ContrastEffect::~ContrastEffect() {
     delete[] pixelTable;
-    delete[] deltaTable;
+    delete deltaTable;
     delete[] levelTable;
 }
 
@@ -87,8 +86,11 @@ void ContrastEffect::RebuildTables() {
     const bool formatFits = destination->depth == 16 ? format == kFormat555 || format == kFormat565
                                                      : format == kFormatXrgb;
     if (!formatFits) return;  // a format the depth does not fit: the tables keep what they hold
-    if (deltaTable) BuildDeltaTable(levels, deltaTable);
-    if (pixelTable) BuildPixelTable16(format, deltaTable, levelTable, pixelTable);
+    if (deltaTable) {
+        BuildDeltaTable(levels, deltaTable->deltas);
+        PrepareLuminanceTables(*deltaTable);
+    }
+    if (pixelTable) BuildPixelTable16(format, deltaTable ? deltaTable->deltas : nullptr, levelTable, pixelTable);
 }
 
 void ContrastEffect::Render() {
@@ -104,14 +106,14 @@ void ContrastEffect::Render() {
     if (destination->depth == 16) {
         const uint16_t xorMask = record.inverse ? 0xFFFF : 0;
         if (record.luminance)
-            ApplyLuminance16(WholeWordLoop(2), pixelTable, deltaTable, destination->pixelFormat, xorMask);
+            ApplyLuminance16(WholeWordLoop(2), pixelTable, *deltaTable, destination->pixelFormat, xorMask);
         else
             LookUpWords16(WholeWordLoop(2), pixelTable, xorMask);
     } else if (destination->depth == 32) {
         const PixelRows rows = WholeWordLoop(4);
         const uint32_t xorMask = record.inverse ? 0xFFFFFFFFu : 0u;
         if (record.luminance)
-            ApplyLuminanceDeltas(rows, deltaTable, xorMask);
+            ApplyLuminanceDeltas(rows, *deltaTable, xorMask);
         else if (record.perChannel)
             ApplyChannelTable(rows, levelTable, xorMask);
     }

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "colour/contrast_curve.h"
+#include "colour/contrast_kernels.h"
 #include "render/render_interface.h"
 
 constexpr uint32_t kContrastVersion = 2304;
@@ -52,7 +53,7 @@ public:
     bool effectReady;
     ContrastParams record;
     uint16_t* pixelTable;  // 16-bit destinations
-    int16_t* deltaTable;   // with luminance, at the destination's scale
+    LuminanceTables* deltaTable;  // with luminance: the deltas at the destination's scale
     uint8_t* levelTable;   // perChannel
     int32_t lowLevel, midLevel, highLevel;
     uint32_t rebuilds;  // tables built so far

@@ -1,5 +1,7 @@
 #include "colour/contrast_kernels.h"
 
+#include <algorithm>
+
 #include "colour/contrast_avx512.h"
 
 #pragma GCC diagnostic push
@@ -80,8 +82,32 @@ void Words16Scalar(const uint16_t* src, uint16_t* dst, int32_t n, const uint16_t
 
 }  // namespace
 
-void ApplyLuminanceDeltas(const PixelRows& rows, const int16_t* deltas, uint32_t xorMask, SimdLevel level) {
-    if (level >= SimdLevel::kAvx512Vbmi && LuminanceDeltasAvx512(rows, deltas, xorMask)) return;
+void PrepareLuminanceTables(LuminanceTables& t) {
+    t.reach32 = {true, false, false};
+    for (int y = 0; y < 768; ++y) {
+        const int32_t d = y < 766 ? t.deltas[y] : 0;
+        t.reach32.fits &= d <= 32767 - 255;
+        t.reach32.raise |= d > 0;
+        t.reach32.lower |= d < 0;
+        t.raise[y] = static_cast<uint8_t>(std::clamp(d, 0, 255));
+        t.lower[y] = static_cast<uint8_t>(std::clamp(-d, 0, 255));
+    }
+    int16_t shifted[187];
+    t.reach16 = {true, false, false};
+    for (int k = 0; k < 187; ++k) {
+        const int32_t d = t.deltas[4 * k];
+        t.reach16.fits &= d <= 32767 - 248;
+        shifted[k] = static_cast<int16_t>(std::clamp(d >> 3, -32, 32));
+        t.reach16.raise |= shifted[k] > 0;
+        t.reach16.lower |= shifted[k] < 0;
+    }
+    const int bias = t.reach16.lower ? 32 : 0;
+    for (int k = 0; k < 192; ++k) t.fieldDeltas[k] = static_cast<uint8_t>(k < 187 ? shifted[k] + bias : 0);
+}
+
+void ApplyLuminanceDeltas(const PixelRows& rows, const LuminanceTables& t, uint32_t xorMask, SimdLevel level) {
+    const int16_t* deltas = t.deltas;
+    if (level >= SimdLevel::kAvx512Vbmi && t.reach32.fits) return LuminanceDeltasAvx512(rows, t, xorMask);
     if (level >= SimdLevel::kAvx2) return DeltasAvx2(rows, deltas, xorMask);
     if (level >= SimdLevel::kSse2) return DeltasSse2(rows, deltas, xorMask);
     for (int32_t y = 0; y < rows.rows; ++y)
@@ -93,9 +119,10 @@ void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMas
         Words16Scalar(rows.srcRow<uint16_t>(y), rows.dstRow<uint16_t>(y), rows.width, table, xorMask);
 }
 
-void ApplyLuminance16(const PixelRows& rows, const uint16_t* table, const int16_t* deltas, int32_t format,
+void ApplyLuminance16(const PixelRows& rows, const uint16_t* table, const LuminanceTables& t, int32_t format,
                       uint16_t xorMask, SimdLevel level) {
     const bool knownFormat = format == kFormat555 || format == kFormat565;
-    if (level >= SimdLevel::kAvx512Vbmi && knownFormat && Luminance16Avx512(rows, deltas, format, xorMask)) return;
+    if (level >= SimdLevel::kAvx512Vbmi && knownFormat && t.reach16.fits)
+        return Luminance16Avx512(rows, t, format, xorMask);
     LookUpWords16(rows, table, xorMask);
 }

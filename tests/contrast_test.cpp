@@ -2,6 +2,7 @@
 // tables, the kernels at every vector level, and whole instances in-process.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <vector>
@@ -91,34 +92,38 @@ TEST(ContrastCurve, SixteenBitTablesDropLowBits) {
 // threshold, extreme), small random deltas of either sign, of one sign, too
 // small to move a 5-bit field, none, and deltas over the whole 16-bit range,
 // whose sums wrap and clamp both ways.
-std::vector<std::vector<int16_t>> DeltaTables(float scale) {
-    std::vector<std::vector<int16_t>> tables;
+std::vector<LuminanceTables> DeltaTables(float scale) {
+    std::vector<std::vector<int16_t>> deltas;
     for (auto [low, mid, high] : {std::array{0, 64, 127}, {30, 81, 100}, {100, 40, 50}, {-16384, 300, 16383}}) {
         std::vector<int16_t> t(kDeltaTableEntries);
         BuildDeltaTable(ComputeContrastLevels(low, mid, high, scale), t.data());
-        tables.push_back(t);
+        deltas.push_back(t);
     }
     std::vector<int16_t> small = RandomWords<int16_t>(kDeltaTableEntries, 3);
     for (auto& d : small) d = static_cast<int16_t>(d % 600);
-    tables.push_back(small);
+    deltas.push_back(small);
     for (auto& d : small) d = static_cast<int16_t>(-std::abs(d));  // darkening only
-    tables.push_back(small);
+    deltas.push_back(small);
     for (auto& d : small) d = static_cast<int16_t>(-d % 8);  // below a 16-bit step
-    tables.push_back(small);
-    tables.push_back(std::vector<int16_t>(kDeltaTableEntries, 0));
+    deltas.push_back(small);
+    deltas.push_back(std::vector<int16_t>(kDeltaTableEntries, 0));
     std::vector<int16_t> any = RandomWords<int16_t>(kDeltaTableEntries, 4);
     for (int i = 0; i < 40; ++i) any[i * 19] = static_cast<int16_t>(i * 13 - 260);
-    tables.push_back(any);
+    deltas.push_back(any);
+    std::vector<LuminanceTables> tables(deltas.size());
+    for (size_t i = 0; i < deltas.size(); ++i) {
+        std::copy(deltas[i].begin(), deltas[i].begin() + 766, tables[i].deltas);
+        PrepareLuminanceTables(tables[i]);
+    }
     return tables;
 }
 
 TEST(ContrastKernels, LuminanceDeltasMatchDefinition) {
-    for (const auto& deltas : DeltaTables(kScaleLuminance32))
+    for (const LuminanceTables& t : DeltaTables(kScaleLuminance32))
         for (uint32_t mask : {0u, 0xFFFFFFFFu})
             for (SimdLevel level : Levels())
-                ExpectRowsMatch<uint32_t>(
-                    [&](const PixelRows& r) { ApplyLuminanceDeltas(r, deltas.data(), mask, level); },
-                    [&](uint32_t p) { return LuminanceDeltaPixel(p, deltas.data()) ^ mask; }, 140);
+                ExpectRowsMatch<uint32_t>([&](const PixelRows& r) { ApplyLuminanceDeltas(r, t, mask, level); },
+                                          [&](uint32_t p) { return LuminanceDeltaPixel(p, t.deltas) ^ mask; }, 140);
 }
 
 TEST(ContrastKernels, LuminanceDeltaPixel) {
@@ -138,16 +143,16 @@ TEST(ContrastKernels, SixteenBitLoopsMatchTheirTable) {
     std::vector<uint16_t> words(65536 + 40);
     for (size_t i = 0; i < words.size(); ++i) words[i] = static_cast<uint16_t>(i * 40503u);
     std::vector<uint16_t> table(65536);
-    for (const auto& deltas : DeltaTables(kScaleLuminance16))
+    for (const LuminanceTables& t : DeltaTables(kScaleLuminance16))
         for (int32_t format : {kFormat555, kFormat565}) {
-            BuildPixelTable16(format, deltas.data(), nullptr, table.data());
+            BuildPixelTable16(format, t.deltas, nullptr, table.data());
             for (uint16_t mask : {uint16_t{0}, uint16_t{0xFFFF}})
                 for (SimdLevel level : Levels()) {
                     std::vector<uint16_t> out(words.size());
                     const int width = static_cast<int>(words.size());
                     ApplyLuminance16(PixelRows{reinterpret_cast<const uint8_t*>(words.data()), width * 2,
                                                reinterpret_cast<uint8_t*>(out.data()), width * 2, 1, width},
-                                     table.data(), deltas.data(), format, mask, level);
+                                     table.data(), t, format, mask, level);
                     for (size_t i = 0; i < words.size(); ++i)
                         ASSERT_EQ(out[i], table[words[i]] ^ mask) << i << " format " << format << " level " << int(level);
                 }
