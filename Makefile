@@ -1,7 +1,6 @@
 # The project's jobs. Each installs any missing system package first.
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 \
-	LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp:print_suppressions=0 \
 	UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 
 .PHONY: all build demo test bench clean

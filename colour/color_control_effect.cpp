@@ -47,10 +47,9 @@ void ColorControlEffect::Render() {
     if (!IsReady()) return;
     RefreshWorkSurface();
     if (destination->depth != 32) return;  // no 16-bit path: nothing is written
-    if (!source->pixels || !destination->pixels) return;
-    const LoopExtent extent = PixelLoopExtent();
-    const PixelRows rows{source->pixels, source->rowBytes / 4 * 4, destination->pixels,
-                         destination->rowBytes / 4 * 4, extent.rows, extent.width};
+    // Whole 32-bit words that both pictures hold: a source of another depth
+    // given at render time is read no further than its own rows.
+    const PixelRows rows = WholeWordLoop(4);
     const uint32_t xorMask = record.inverse ? 0xFFFFFFFFu : 0u;
     if (record.useRgb) {
         ApplyChannelGains(rows, static_cast<int16_t>(FrameParam(frame, record.redParam)),

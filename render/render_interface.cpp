@@ -30,8 +30,10 @@ CRenderInterface::CRenderInterface() {
 }
 
 CRenderInterface::~CRenderInterface() {
-    // workSurface is deliberately not released here.
-    if (snapshot) FreeOffscreen(snapshot);
+    // The work surface goes with its instance: a host that creates effects
+    // on sources of changing sizes must not lose a frame each time.
+    FreeOffscreen(workSurface);
+    FreeOffscreen(snapshot);
 }
 
 bool CRenderInterface::IsReady() { return valid && source; }
@@ -42,7 +44,7 @@ void CRenderInterface::CopySurface(Surface* from, Surface* to) {
 
 void CRenderInterface::CopySurfaceRect(Surface* from, Surface* to, const SurfaceRect* fromRect,
                                        const SurfaceRect* toRect, int32_t mode) {
-    if (!g_blitService) return;
+    if (!g_blitService || !g_blitService->BlitCheckRect || !g_blitService->BlitCopy) return;
     if (g_blitService->BlitCheckRect(toRect, &to->bounds) && from->pixels && to->pixels)
         g_blitService->BlitCopy(from, to, fromRect, toRect, mode);
 }
@@ -84,13 +86,6 @@ bool CRenderInterface::RedirectDestination(const SurfaceRect* rect) {
 
 void CRenderInterface::RefreshWorkSurface() {
     if (workSurface && hostSource) CopySurface(hostSource, workSurface);
-}
-
-LoopExtent CRenderInterface::PixelLoopExtent() const {
-    const int32_t rows = std::min(SurfaceHeight(*source), SurfaceHeight(*destination));
-    const int32_t width = std::min(SurfaceWidth(*source), SurfaceWidth(*destination));
-    if (rows <= 0 || width <= 0) return {0, 0};
-    return {rows, width};
 }
 
 namespace {

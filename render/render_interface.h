@@ -10,12 +10,6 @@
 
 constexpr uint32_t kStartTimeUnset = 0xFFFFFFFFu;
 
-// Rows and width of a pixel loop.
-struct LoopExtent {
-    int32_t rows;
-    int32_t width;
-};
-
 class CRenderInterface {
 public:
     // Takes source and destination from g_frame. Instances are zero-filled
@@ -48,9 +42,6 @@ public:
     bool RedirectDestination(const SurfaceRect* rect);
     // The per-frame refresh of workSurface from the host's source.
     void RefreshWorkSurface();
-    // Rows and width of a pixel loop: the current source's bounds, never more
-    // than the destination holds.
-    LoopExtent PixelLoopExtent() const;
     // Source and destination rows for a loop over words of wordBytes, each
     // surface stepped by its own rowBytes: the source's rows and width, cut
     // to what both pictures hold. Empty when either has no pixels.
@@ -72,7 +63,7 @@ public:
     Surface* source;
     Surface* snapshot;
     FrameParams* frame;
-    Surface* workSurface;  // released by nobody
+    Surface* workSurface;  // released with the instance
     Surface* hostSource;
     Surface* hostDestination;
 };

@@ -9,13 +9,11 @@ enum class SimdLevel {
     kAvx512Vbmi,  // AVX-512 with byte permutes
 };
 
-// The best level this processor supports, detected once.
-inline SimdLevel MachineSimdLevel() {
-    static const SimdLevel level = [] {
-        if (__builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw"))
-            return SimdLevel::kAvx512Vbmi;
-        if (__builtin_cpu_supports("avx2")) return SimdLevel::kAvx2;
-        return SimdLevel::kSse2;
-    }();
-    return level;
-}
+// The best level this processor supports, capped by the environment
+// variable EFFECTS_SIMD (scalar, sse2, avx2 or avx512), which is read once
+// when the module loads. An unknown value caps nothing.
+SimdLevel MachineSimdLevel();
+
+// The level a value of EFFECTS_SIMD names, no higher than best; best for a
+// null or unknown value.
+SimdLevel CappedSimdLevel(const char* cap, SimdLevel best);

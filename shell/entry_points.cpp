@@ -14,7 +14,11 @@ int32_t GetEffectCount() {
     return kCatalogueSize;
 }
 
+// Null pointers from the host get the empty answer of each entry: nothing is
+// written through them, and a null name is a name no effect has.
+
 void GetEffectInfo(int32_t index, EffectInfo* out) {
+    if (!out) return;
     if (!EnsureBlitService()) {
         ClearEffectInfo(out);
         return;
@@ -23,17 +27,17 @@ void GetEffectInfo(int32_t index, EffectInfo* out) {
 }
 
 void GetEffectDefaults(const char* name, int32_t out[4]) {
-    if (!EnsureBlitService()) return;
-    ::GetEffectDefaults(name, out);
+    if (!EnsureBlitService() || !out) return;
+    ::GetEffectDefaults(name ? name : "", out);
 }
 
 CRenderInterface* CreateEffect(const char* name, Surface* source, Surface* destination) {
     if (!EnsureBlitService()) return nullptr;
-    return ::CreateEffect(name, source, destination);
+    return ::CreateEffect(name ? name : "", source, destination);
 }
 
 int32_t RenderEffect(CRenderInterface* effect, const int32_t* params, Surface* source, uint32_t time) {
-    if (!EnsureBlitService() || !effect) return 0;
+    if (!EnsureBlitService() || !effect || !params) return 0;
     g_frame.time = time;
     for (int i = 0; i < 4; ++i) g_frame.params[i] = static_cast<int16_t>(static_cast<uint16_t>(params[i]));
     if (effect->startTime == kStartTimeUnset) effect->startTime = time;
@@ -52,7 +56,7 @@ void DestroyEffect(CRenderInterface* effect) {
 }
 
 void HueToRGB(uint32_t hue, uint32_t* red, uint32_t* green, uint32_t* blue) {
-    if (!EnsureBlitService()) return;
+    if (!EnsureBlitService() || !red || !green || !blue) return;
     ::HueToRGB(hue, red, green, blue);
 }
 

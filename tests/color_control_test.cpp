@@ -171,7 +171,6 @@ TEST_F(ColorControl, SmallerDestinationReadsTheScaledWorkSurface) {
     ASSERT_NE(effect->workSurface, nullptr);
     Render(effect, {256, 256, 256, 0});
     EXPECT_EQ(small, (std::vector<uint32_t>{0x000000, 0x101010, 0x202020, 0x303030}));
-    FreeOffscreen(effect->workSurface);
     entry::DestroyEffect(effect);
 }
 

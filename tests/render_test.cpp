@@ -7,6 +7,7 @@
 #include "host/blit_service.h"
 #include "render/offscreen.h"
 #include "render/render_interface.h"
+#include "render/simd_level.h"
 #include "shell/factory.h"
 #include "shell/module.h"
 
@@ -184,7 +185,6 @@ TEST_F(RenderFramework, MatchSourceToDestinationReadsAScaledCopy) {
     const auto* scaled = reinterpret_cast<const uint32_t*>(p->workSurface->pixels);
     EXPECT_EQ(scaled[0], 0u);
     EXPECT_EQ(scaled[4 * 3 + 2], 3u * 16 + 2);
-    FreeOffscreen(p->workSurface);  // the module itself never releases it
     delete p;
 }
 
@@ -206,18 +206,34 @@ TEST_F(RenderFramework, RedirectDestinationDrawsIntoAnOffscreen) {
     EXPECT_EQ(SurfaceWidth(*p->workSurface), 6);
     EXPECT_EQ(SurfaceHeight(*p->workSurface), 3);
     EXPECT_EQ(p->workSurface->depth, 32);  // a rect makes 32 bits, even here
-    FreeOffscreen(p->workSurface);
     delete p;
 }
 
-TEST_F(RenderFramework, PixelLoopNeverPassesTheDestination) {
+TEST_F(RenderFramework, WordLoopStaysInsideBothPictures) {
     TestSurface a(6, 5, 32, kFormatXrgb), b(4, 7, 32, kFormatXrgb);
     Probe* p = MakeProbe(&a.record, &a.record);
     p->destination = &b.record;
-    const LoopExtent e = p->PixelLoopExtent();
-    EXPECT_EQ(e.rows, 5);
-    EXPECT_EQ(e.width, 4);
+    PixelRows rows = p->WordLoop(4);
+    EXPECT_EQ(rows.rows, 5);
+    EXPECT_EQ(rows.width, 4);
+    // A 16-bit source given to a 32-bit loop: its 6 pixels are 3 words.
+    TestSurface narrow(6, 2, 16, kFormat565);
+    p->destination = &a.record;
+    p->source = &narrow.record;
+    rows = p->WordLoop(4);
+    EXPECT_EQ(rows.rows, 2);
+    EXPECT_EQ(rows.width, 3);
     delete p;
+}
+
+TEST(SimdCap, NamedLevelsCapTheBestOnly) {
+    EXPECT_EQ(CappedSimdLevel(nullptr, SimdLevel::kAvx2), SimdLevel::kAvx2);
+    EXPECT_EQ(CappedSimdLevel("scalar", SimdLevel::kAvx512Vbmi), SimdLevel::kScalar);
+    EXPECT_EQ(CappedSimdLevel("sse2", SimdLevel::kAvx2), SimdLevel::kSse2);
+    EXPECT_EQ(CappedSimdLevel("avx2", SimdLevel::kAvx512Vbmi), SimdLevel::kAvx2);
+    EXPECT_EQ(CappedSimdLevel("avx512", SimdLevel::kAvx2), SimdLevel::kAvx2);  // never above the machine
+    EXPECT_EQ(CappedSimdLevel("AVX2", SimdLevel::kAvx512Vbmi), SimdLevel::kAvx512Vbmi);
+    EXPECT_EQ(CappedSimdLevel("", SimdLevel::kSse2), SimdLevel::kSse2);
 }
 
 }  // namespace

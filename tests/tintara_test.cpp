@@ -441,7 +441,6 @@ TEST_F(TintaraEffect, SizesThatDiffer) {
     EXPECT_EQ(dst.pixel(3, 1), 0x00FDFDFDu);
     EXPECT_EQ(dst.pixel(4, 1), 0x00010203u);
     EXPECT_EQ(dst.pixel(0, 2), 0x00010203u);
-    FreeOffscreen(effect->workSurface);
     entry::DestroyEffect(effect);
 }
 
