@@ -3,7 +3,7 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 \
 	UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 
-.PHONY: all build demo test bench clean
+.PHONY: all build demo test bench fuzz valgrind clean
 
 all: build
 
@@ -27,5 +27,20 @@ bench:
 	cmake --build build -j$(JOBS) --target effects_bench
 	build/bench/effects_bench
 
+# The fuzzer through plugin_main, built with clang and its sanitizers.
+FUZZ_SECONDS ?= 600
+fuzz:
+	scripts/deps.sh fuzz
+	cmake -S . -B build-fuzz -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+		-DEFFECTS_FUZZ=ON -DEFFECTS_TESTS=OFF -DEFFECTS_BENCH=OFF -DEFFECTS_SANITIZE=OFF
+	cmake --build build-fuzz -j$(JOBS) --target effects_fuzz
+	scripts/fuzz.sh $(FUZZ_SECONDS) $(JOBS)
+
+# The whole-module tests under valgrind's memcheck, which does not decode
+# AVX-512: the module's vector level is capped at AVX2.
+valgrind: build
+	scripts/deps.sh valgrind
+	scripts/valgrind.sh
+
 clean:
-	rm -rf build build-asan out
+	rm -rf build build-asan build-fuzz out

@@ -1,11 +1,6 @@
 #include "colour/channel_tables.h"
 
-// GCC 12 takes the undefined lanes of some AVX-512 intrinsics for
-// uninitialised variables.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#include <immintrin.h>
-#pragma GCC diagnostic pop
+#include "render/intrinsics.h"
 
 #include <vector>
 

@@ -3,10 +3,7 @@
 #include "colour/contrast_kernels.h"
 #include "render/surface.h"
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#include <immintrin.h>
-#pragma GCC diagnostic pop
+#include "render/intrinsics.h"
 
 #define CONTRAST_AVX512 __attribute__((target("avx512f,avx512bw,avx512vbmi")))
 #define CONTRAST_AVX512_INLINE __attribute__((target("avx512f,avx512bw,avx512vbmi"), always_inline)) inline
@@ -161,8 +158,9 @@ CONTRAST_AVX512 void Luminance16Rows(const PixelRows& rows, const LuminanceTable
             }
             const __m512i rg = _mm512_or_si512(_mm512_slli_epi16(AddClamped5<kRaise, kLower>(r, d), kRed),
                                                _mm512_slli_epi16(AddClamped5<kRaise, kLower>(g, d), kGreen));
-            // (rg | b') ^ mask
-            const __m512i out = _mm512_ternarylogic_epi32(rg, AddClamped5<kRaise, kLower>(b, d), mask, 0x56);
+            const __m512i blue = AddClamped5<kRaise, kLower>(b, d);
+            // (rg | blue) ^ mask
+            const __m512i out = _mm512_ternarylogic_epi32(rg, blue, mask, 0x56);
             _mm512_storeu_si512(dst + x, out);
         }
         for (; x < rows.width; ++x)

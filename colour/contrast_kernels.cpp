@@ -4,10 +4,7 @@
 
 #include "colour/contrast_avx512.h"
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#include <immintrin.h>
-#pragma GCC diagnostic pop
+#include "render/intrinsics.h"
 
 namespace {
 

@@ -1,11 +1,6 @@
 #include "colour/smooth_kernels.h"
 
-// GCC 12 takes the undefined-vector idiom inside the AVX-512 headers for a
-// read of an uninitialised value once they are inlined here.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#include <immintrin.h>
-#pragma GCC diagnostic pop
+#include "render/intrinsics.h"
 
 #include <cstring>
 

@@ -3,12 +3,7 @@
 // work on the 3,072 loops spreads over cores.
 #pragma once
 
-// GCC 12 takes the undefined lanes of some AVX-512 intrinsics for
-// uninitialised variables.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#include <immintrin.h>
-#pragma GCC diagnostic pop
+#include "render/intrinsics.h"
 
 #include <algorithm>
 #include <array>

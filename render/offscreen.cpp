@@ -1,27 +1,20 @@
 #include "render/offscreen.h"
 
 #include <cstdlib>
-#include <cstring>
 
 void AllocatePixels(Surface* surface) {
     const int32_t rows = SurfaceHeight(*surface);
     int32_t rowBytes = static_cast<int32_t>(static_cast<uint32_t>(SurfaceWidth(*surface)) *
                                             static_cast<uint32_t>(surface->depth >> 3));
-    int32_t pad = 0;
-    if (rowBytes % 16 != 0) {
-        pad = 16 - rowBytes % 16;
-        rowBytes += pad;
-    }
+    if (rowBytes % 16 != 0) rowBytes += 16 - rowBytes % 16;
     surface->rowBytes = rowBytes;
     // The size is a 32 x 32-bit product; one that does not fit fails.
     const uint64_t size = uint64_t{static_cast<uint32_t>(rowBytes)} * static_cast<uint32_t>(rows);
-    surface->pixels = size <= UINT32_MAX ? static_cast<uint8_t*>(std::malloc(size)) : nullptr;
+    // Cleared, so that a picture the host refuses to copy in reads as black
+    // rather than as whatever the allocator left.
+    surface->pixels = size <= UINT32_MAX ? static_cast<uint8_t*>(std::calloc(size, 1)) : nullptr;
     surface->ownsPixels = 1;
     if (surface->depth == 32) surface->pixelFormat = kFormatXrgb;
-    if (surface->pixels && pad > 0 && rows > 0) {
-        for (int32_t y = 0; y < rows; ++y)
-            std::memset(surface->pixels + static_cast<size_t>(y) * rowBytes + rowBytes - pad, 0, pad);
-    }
 }
 
 Surface* NewOffscreen(FrameParams* frame, const SurfaceRect* rect) {

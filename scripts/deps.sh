@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a job needs, and only those that are missing.
-# Usage: scripts/deps.sh build|bench
+# Usage: scripts/deps.sh build|bench|fuzz|valgrind
 set -euo pipefail
 
 packages=(cmake make g++ libpng-dev zlib1g-dev libgtest-dev)
-if [ "${1:-build}" = bench ]; then
-  packages+=(libbenchmark-dev frei0r-plugins)
-fi
+case "${1:-build}" in
+  bench) packages+=(libbenchmark-dev frei0r-plugins) ;;
+  fuzz) packages+=(clang libclang-rt-dev llvm) ;;
+  valgrind) packages+=(valgrind) ;;
+esac
 
 missing=()
 for p in "${packages[@]}"; do

@@ -163,6 +163,8 @@ void FillPattern(HostSurface& s) {
 struct Layout {
     int32_t format;
     bool inPlace;
+    // Named, so that the test's name never shows the padding bytes.
+    friend void PrintTo(const Layout& l, std::ostream* out) { *out << l.format << (l.inPlace ? " in place" : ""); }
 };
 
 class EveryEffect : public ::testing::TestWithParam<Layout> {};
