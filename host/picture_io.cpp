@@ -1,14 +1,17 @@
 #include "host/picture_io.h"
 
+#include <fcntl.h>
 #include <png.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include "host/host_error.h"
 #include "host/pixel_convert.h"
@@ -16,9 +19,6 @@
 namespace fxhost {
 
 namespace {
-
-constexpr uint32_t kMaxSide = 32767;
-constexpr uint64_t kMaxPixels = uint64_t(1) << 28;
 
 // libpng reports errors through these callbacks, from C frames. The error
 // callback records the message and longjmps back to the setjmp in the
@@ -39,6 +39,15 @@ void OnPngError(png_structp png, png_const_charp message) {
 
 void OnPngWarning(png_structp, png_const_charp) {}
 
+// Writes through stdio so that a failure carries errno's reason (libpng's own
+// writer says only "Write Error").
+void OnPngWrite(png_structp png, png_bytep data, size_t length) {
+    auto* state = static_cast<PngState*>(png_get_io_ptr(png));
+    if (std::fwrite(data, 1, length, state->file) != length) png_error(png, std::strerror(errno));
+}
+
+void OnPngFlush(png_structp) {}
+
 class ReadGuard {
 public:
     explicit ReadGuard(PngState& s) : s_(s) {}
@@ -53,26 +62,32 @@ private:
     PngState& s_;
 };
 
-// Reads the header and sets up conversion to 8-bit RGB: palettes and low bit
-// depths expand, 16 bits scale down, grey becomes RGB, alpha and
-// transparency are dropped.
-bool ReadHeader(PngState& s, uint32_t& width, uint32_t& height) {
+// Reads the chunks before the pixel data. Any size a PNG may state gets
+// through, so that a picture too large is told apart from a damaged one.
+bool ReadInfo(PngState& s, uint32_t& width, uint32_t& height) {
     if (setjmp(png_jmpbuf(s.png))) return false;
     png_init_io(s.png, s.file);
     png_set_sig_bytes(s.png, 8);
-    png_set_user_limits(s.png, kMaxSide, kMaxSide);
+    png_set_user_limits(s.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
     png_read_info(s.png, s.info);
+    width = png_get_image_width(s.png, s.info);
+    height = png_get_image_height(s.png, s.info);
+    return true;
+}
+
+// Sets up conversion to 8-bit RGB: palettes and low bit depths expand, 16
+// bits scale down, grey becomes RGB, alpha and transparency are dropped.
+bool SetUpConversion(PngState& s, uint32_t width) {
+    if (setjmp(png_jmpbuf(s.png))) return false;
     const int colour = png_get_color_type(s.png, s.info);
     const int depth = png_get_bit_depth(s.png, s.info);
     if (colour == PNG_COLOR_TYPE_PALETTE) png_set_palette_to_rgb(s.png);
     if (colour == PNG_COLOR_TYPE_GRAY && depth < 8) png_set_expand_gray_1_2_4_to_8(s.png);
     if (depth == 16) png_set_scale_16(s.png);
-    if (colour & PNG_COLOR_MASK_ALPHA) png_set_strip_alpha(s.png);
+    png_set_strip_alpha(s.png);  // also the alpha a tRNS chunk may bring in
     if (!(colour & PNG_COLOR_MASK_COLOR)) png_set_gray_to_rgb(s.png);
     png_set_interlace_handling(s.png);
     png_read_update_info(s.png, s.info);
-    width = png_get_image_width(s.png, s.info);
-    height = png_get_image_height(s.png, s.info);
     if (png_get_rowbytes(s.png, s.info) != static_cast<size_t>(width) * 3) {
         std::snprintf(s.message, sizeof s.message, "unsupported pixel layout");
         return false;
@@ -93,12 +108,16 @@ std::string Fault(const std::string& verb, const std::string& path, const std::s
     return "cannot " + verb + " picture '" + path + "': " + why;
 }
 
+std::string TooLarge(uint64_t width, uint64_t height) {
+    return std::to_string(width) + "x" + std::to_string(height) + " pixels is too large (at most " +
+           std::to_string(kMaxPictureSide) + " a side and " + std::to_string(kMaxPicturePixels) + " in all)";
+}
+
 class WriteGuard {
 public:
     explicit WriteGuard(PngState& s) : s_(s) {}
     ~WriteGuard() {
         if (s_.png) png_destroy_write_struct(&s_.png, s_.info ? &s_.info : nullptr);
-        if (s_.file) std::fclose(s_.file);
     }
     WriteGuard(const WriteGuard&) = delete;
     WriteGuard& operator=(const WriteGuard&) = delete;
@@ -109,7 +128,7 @@ private:
 
 bool WriteRows(PngState& s, uint32_t width, uint32_t height, png_bytepp rows) {
     if (setjmp(png_jmpbuf(s.png))) return false;
-    png_init_io(s.png, s.file);
+    png_set_write_fn(s.png, &s, OnPngWrite, OnPngFlush);
     png_set_IHDR(s.png, s.info, width, height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(s.png, s.info);
@@ -118,15 +137,184 @@ bool WriteRows(PngState& s, uint32_t width, uint32_t height, png_bytepp rows) {
     return true;
 }
 
-// Creates a fresh file beside path that no one else is using; -1 on failure.
+void CheckImage(const std::string& path, const Image& image) {
+    if (image.width <= 0 || image.height <= 0 || image.width > kMaxPictureSide || image.height > kMaxPictureSide) {
+        throw HostError(Fault("write", path, "picture size " + std::to_string(image.width) + "x" +
+                                                 std::to_string(image.height) + " is out of range"));
+    }
+    if (image.rgb.size() != size_t(image.width) * size_t(image.height) * 3) {
+        throw HostError(Fault("write", path, "pixel data does not match the picture size"));
+    }
+}
+
+// Encodes the picture into file and flushes it; returns what went wrong, or
+// an empty string. The file stays open.
+std::string Encode(FILE* file, const Image& image) {
+    std::vector<png_bytep> rows(static_cast<size_t>(image.height));
+    for (size_t y = 0; y < rows.size(); ++y) {
+        // libpng does not modify rows it writes without transformations.
+        rows[y] = const_cast<png_bytep>(image.rgb.data() + y * size_t(image.width) * 3);
+    }
+    PngState s;
+    s.file = file;
+    WriteGuard guard(s);
+    s.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &s, OnPngError, OnPngWarning);
+    if (s.png) s.info = png_create_info_struct(s.png);
+    if (!s.png || !s.info) return "out of memory";
+    if (!WriteRows(s, uint32_t(image.width), uint32_t(image.height), rows.data())) return s.message;
+    // Report a full disk or similar now rather than lose it in fclose.
+    if (std::fflush(file) != 0 || std::ferror(file)) return std::strerror(errno);
+    return {};
+}
+
+// Encodes into fd, then closes it; returns what went wrong, or "".
+std::string EncodeAndClose(int fd, const Image& image) {
+    FILE* file = ::fdopen(fd, "wb");
+    if (!file) {
+        const int error = errno;
+        ::close(fd);
+        return std::strerror(error);
+    }
+    std::string failure = Encode(file, image);
+    if (std::fclose(file) != 0 && failure.empty()) failure = std::strerror(errno);
+    return failure;
+}
+
+// ---- The temporary file and the signals that would strand it ----
+
+constexpr int kCleanupSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+// The temporary file being written, for the signal handler. Both are set and
+// cleared with the handled signals blocked, so the handler sees them whole.
+char g_pendingPath[PATH_MAX];
+std::atomic<bool> g_pending{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+void OnCleanupSignal(int sig) {
+    if (g_pending.load()) ::unlink(g_pendingPath);
+    // Blocked while this handler runs, the signal is delivered again on
+    // return, now with the default action.
+    ::signal(sig, SIG_DFL);
+    ::raise(sig);
+}
+
+class SignalsHeld {
+public:
+    SignalsHeld() {
+        sigset_t set;
+        sigemptyset(&set);
+        for (int sig : kCleanupSignals) sigaddset(&set, sig);
+        pthread_sigmask(SIG_BLOCK, &set, &old_);
+    }
+    ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &old_, nullptr); }
+    SignalsHeld(const SignalsHeld&) = delete;
+    SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+private:
+    sigset_t old_;
+};
+
+// Creates a fresh file beside path that no one else is using, and records it
+// for the signal handler; -1 with errno set on failure.
 int CreateTemporary(const std::string& path, std::string& tempPath) {
     static std::atomic<unsigned> counter{0};
     for (int attempt = 0; attempt < 100; ++attempt) {
-        tempPath = path + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
+        // NAME.tmp-PID-N, or a short name when that would be too long for a
+        // directory entry although NAME is not.
+        const std::string suffix = ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
+        const size_t slash = path.rfind('/');
+        const size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
+        tempPath = path.size() - nameStart + suffix.size() <= NAME_MAX ? path + suffix
+                                                                        : path.substr(0, nameStart) + ".fxhost" + suffix;
+        if (tempPath.size() >= sizeof g_pendingPath) {
+            errno = ENAMETOOLONG;
+            return -1;
+        }
+        SignalsHeld held;
         const int fd = ::open(tempPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd >= 0 || errno != EEXIST) return fd;
+        if (fd >= 0) {
+            std::memcpy(g_pendingPath, tempPath.c_str(), tempPath.size() + 1);
+            g_pending.store(true);
+            return fd;
+        }
+        if (errno != EEXIST) return -1;
     }
+    errno = EEXIST;
     return -1;
+}
+
+// Renames the temporary file over path, or removes it when that fails; 0 on
+// success, -1 with errno set.
+int CommitTemporary(const std::string& tempPath, const std::string& path) {
+    SignalsHeld held;
+    const int result = std::rename(tempPath.c_str(), path.c_str());
+    const int error = errno;
+    if (result != 0) ::unlink(tempPath.c_str());
+    g_pending.store(false);
+    errno = error;
+    return result;
+}
+
+void DiscardTemporary(const std::string& tempPath) {
+    SignalsHeld held;
+    ::unlink(tempPath.c_str());
+    g_pending.store(false);
+}
+
+// ---- Where a write goes ----
+
+// Follows symbolic links from path to the name they finally lead to, which
+// need not exist yet. False with errno set on a loop or an unreadable link.
+bool FollowLinks(std::string& path) {
+    for (int hop = 0; hop < 40; ++hop) {
+        struct stat st;
+        if (::lstat(path.c_str(), &st) != 0) return errno == ENOENT;
+        if (!S_ISLNK(st.st_mode)) return true;
+        char text[PATH_MAX];
+        const ssize_t length = ::readlink(path.c_str(), text, sizeof text);
+        if (length < 0) return false;
+        if (length == 0 || size_t(length) == sizeof text) {
+            errno = length == 0 ? ENOENT : ENAMETOOLONG;
+            return false;
+        }
+        std::string target(text, size_t(length));
+        const size_t slash = path.rfind('/');
+        if (target[0] != '/' && slash != std::string::npos) target = path.substr(0, slash + 1) + target;
+        path = target;
+    }
+    errno = ELOOP;
+    return false;
+}
+
+struct Target {
+    OutputKind kind = OutputKind::kFile;
+    std::string path;   // the file to replace, links followed
+    bool exists = false;
+    mode_t mode = 0;    // an existing file's permission bits
+};
+
+Target Resolve(const std::string& path) {
+    const auto fail = [&](const std::string& why) { return HostError(Fault("write", path, why)); };
+    Target target{OutputKind::kFile, path, false, 0};
+    struct stat st;
+    if (::stat(path.c_str(), &st) == 0) {
+        if (S_ISCHR(st.st_mode) || S_ISFIFO(st.st_mode)) {
+            target.kind = OutputKind::kStream;
+            return target;
+        }
+        if (S_ISDIR(st.st_mode)) throw fail(std::strerror(EISDIR));
+        if (!S_ISREG(st.st_mode)) throw fail("not a regular file, character device or FIFO");
+        // Root may write anything; a file without write permission is still
+        // taken as one its owner does not want replaced.
+        if ((st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) throw fail("the file is read-only");
+        if (::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) throw fail(std::strerror(errno));
+        target.exists = true;
+        target.mode = st.st_mode & 0777;
+    } else if (errno != ENOENT) {
+        throw fail(std::strerror(errno));
+    }
+    if (!FollowLinks(target.path)) throw fail(std::strerror(errno));
+    return target;
 }
 
 }  // namespace
@@ -136,17 +324,25 @@ Image ReadPng(const std::string& path) {
     ReadGuard guard(s);
     s.file = std::fopen(path.c_str(), "rb");
     if (!s.file) throw HostError(Fault("read", path, std::strerror(errno)));
+    struct stat st;
+    if (::fstat(::fileno(s.file), &st) == 0 && S_ISDIR(st.st_mode))
+        throw HostError(Fault("read", path, std::strerror(EISDIR)));
     png_byte signature[8];
-    if (std::fread(signature, 1, 8, s.file) != 8 || png_sig_cmp(signature, 0, 8) != 0) {
-        throw HostError(Fault("read", path, "not a PNG file"));
-    }
+    const size_t got = std::fread(signature, 1, 8, s.file);
+    if (got < 8 && std::ferror(s.file)) throw HostError(Fault("read", path, std::strerror(errno)));
+    if (got == 0) throw HostError(Fault("read", path, "the file is empty"));
+    if (got != 8 || png_sig_cmp(signature, 0, 8) != 0) throw HostError(Fault("read", path, "not a PNG file"));
     s.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &s, OnPngError, OnPngWarning);
     if (s.png) s.info = png_create_info_struct(s.png);
     if (!s.png || !s.info) throw HostError(Fault("read", path, "out of memory"));
 
     uint32_t width = 0, height = 0;
-    if (!ReadHeader(s, width, height)) throw HostError(Fault("read", path, Damaged(s.message)));
-    if (uint64_t(width) * height > kMaxPixels) throw HostError(Fault("read", path, "picture too large"));
+    if (!ReadInfo(s, width, height)) throw HostError(Fault("read", path, Damaged(s.message)));
+    if (width > uint32_t(kMaxPictureSide) || height > uint32_t(kMaxPictureSide) ||
+        uint64_t(width) * height > kMaxPicturePixels) {
+        throw HostError(Fault("read", path, TooLarge(width, height)));
+    }
+    if (!SetUpConversion(s, width)) throw HostError(Fault("read", path, Damaged(s.message)));
 
     Image image;
     image.width = static_cast<int>(width);
@@ -158,52 +354,62 @@ Image ReadPng(const std::string& path) {
     return image;
 }
 
-void WritePng(const std::string& path, const Image& image) {
-    if (image.width <= 0 || image.height <= 0 || uint64_t(image.width) > kMaxSide ||
-        uint64_t(image.height) > kMaxSide) {
-        throw HostError(Fault("write", path, "picture size " + std::to_string(image.width) + "x" +
-                                                 std::to_string(image.height) + " is out of range"));
+OutputKind CheckOutput(const std::string& path) {
+    const Target target = Resolve(path);
+    if (target.kind == OutputKind::kFile) {
+        const size_t slash = target.path.rfind('/');
+        const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : target.path.substr(0, slash);
+        struct stat st;
+        int error = 0;
+        if (::stat(dir.c_str(), &st) != 0) error = errno;
+        else if (!S_ISDIR(st.st_mode)) error = ENOTDIR;
+        else if (::faccessat(AT_FDCWD, dir.c_str(), W_OK | X_OK, AT_EACCESS) != 0) error = errno;
+        if (error) throw HostError(Fault("write", path, std::strerror(error)));
     }
-    if (image.rgb.size() != size_t(image.width) * size_t(image.height) * 3) {
-        throw HostError(Fault("write", path, "pixel data does not match the picture size"));
-    }
-    std::vector<png_bytep> rows(static_cast<size_t>(image.height));
-    for (size_t y = 0; y < rows.size(); ++y) {
-        // libpng does not modify rows it writes without transformations.
-        rows[y] = const_cast<png_bytep>(image.rgb.data() + y * size_t(image.width) * 3);
-    }
+    return target.kind;
+}
 
+void WritePng(const std::string& path, const Image& image) {
+    CheckImage(path, image);
+    const Target target = Resolve(path);
+    if (target.kind == OutputKind::kStream) {
+        const int fd = ::open(path.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+        if (fd < 0) throw HostError(Fault("write", path, std::strerror(errno)));
+        const std::string failure = EncodeAndClose(fd, image);
+        if (!failure.empty()) throw HostError(Fault("write", path, failure));
+        return;
+    }
     std::string tempPath;
-    const int fd = CreateTemporary(path, tempPath);
+    const int fd = CreateTemporary(target.path, tempPath);
     if (fd < 0) throw HostError(Fault("write", path, std::strerror(errno)));
     std::string failure;
-    {
-        PngState s;
-        WriteGuard guard(s);
-        s.file = ::fdopen(fd, "wb");
-        if (!s.file) {
-            failure = std::strerror(errno);
-            ::close(fd);
-        } else {
-            s.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &s, OnPngError, OnPngWarning);
-            if (s.png) s.info = png_create_info_struct(s.png);
-            if (!s.png || !s.info) {
-                failure = "out of memory";
-            } else if (!WriteRows(s, uint32_t(image.width), uint32_t(image.height), rows.data())) {
-                failure = s.message;
-            } else {
-                // Report a full disk or similar now rather than lose it in fclose.
-                const bool ok = std::fflush(s.file) == 0 && !std::ferror(s.file);
-                const int closed = std::fclose(s.file);
-                s.file = nullptr;
-                if (!ok || closed != 0) failure = std::strerror(errno);
-            }
-        }
+    if (target.exists && ::fchmod(fd, target.mode) != 0) {
+        failure = std::strerror(errno);
+        ::close(fd);
+    } else {
+        failure = EncodeAndClose(fd, image);
     }
-    if (failure.empty() && std::rename(tempPath.c_str(), path.c_str()) != 0) failure = std::strerror(errno);
-    if (!failure.empty()) {
-        std::remove(tempPath.c_str());
-        throw HostError(Fault("write", path, failure));
+    if (!failure.empty()) DiscardTemporary(tempPath);
+    else if (CommitTemporary(tempPath, target.path) != 0) failure = std::strerror(errno);
+    if (!failure.empty()) throw HostError(Fault("write", path, failure));
+}
+
+void WritePngTo(int fd, const std::string& name, const Image& image) {
+    CheckImage(name, image);
+    const int copy = ::fcntl(fd, F_DUPFD_CLOEXEC, 0);
+    if (copy < 0) throw HostError(Fault("write", name, std::strerror(errno)));
+    const std::string failure = EncodeAndClose(copy, image);
+    if (!failure.empty()) throw HostError(Fault("write", name, failure));
+}
+
+void RemoveTemporaryFilesOnSignals() {
+    for (int sig : kCleanupSignals) {
+        struct sigaction old {};
+        if (::sigaction(sig, nullptr, &old) != 0 || old.sa_handler == SIG_IGN) continue;
+        struct sigaction action {};
+        action.sa_handler = OnCleanupSignal;
+        sigemptyset(&action.sa_mask);
+        ::sigaction(sig, &action, nullptr);
     }
 }
 

@@ -9,6 +9,12 @@
 
 namespace fxhost {
 
+// The largest picture read or written: a surface's bounds are int16_t, and
+// the pixel count keeps a render's buffers (the picture, source and
+// destination surfaces, the picture written back) near a gigabyte.
+constexpr int kMaxPictureSide = 32767;
+constexpr uint64_t kMaxPicturePixels = uint64_t(1) << 26;  // 8192 x 8192
+
 // 8-bit RGB, rows top to bottom, no padding.
 struct Image {
     int width = 0;
@@ -16,12 +22,35 @@ struct Image {
     std::vector<uint8_t> rgb;  // width * height * 3
 };
 
-// Reads a PNG file: grey, grey with alpha, palette, RGB and RGBA, 8 or 16 bits
-// a channel; alpha is dropped. Throws HostError naming the file and the fault.
+// Reads a PNG file: grey, grey with alpha, palette, RGB and RGBA, 1 to 16 bits
+// a channel; alpha and transparency are dropped. The size in the header is
+// checked against the limits above before any pixel memory is taken. Throws
+// HostError naming the file and the fault.
 Image ReadPng(const std::string& path);
-// Writes RGB. The file appears complete or not at all: it is written beside
-// the target under a temporary name and renamed. Throws HostError.
+
+// How WritePng treats a path.
+enum class OutputKind {
+    kFile,    // a new or existing regular file, replaced whole
+    kStream,  // a character device or FIFO, written straight through
+};
+
+// Writes RGB. A regular file appears complete or not at all: it is written
+// beside the target under a temporary name and renamed over it, keeping an
+// existing file's permission bits. A symbolic link is followed, so that its
+// target is replaced. A read-only file is refused, even where the process
+// could write it anyway. A character device or FIFO is opened and written
+// directly. Directories and other kinds of file are refused. Throws HostError.
 void WritePng(const std::string& path, const Image& image);
+// Writes RGB to an open descriptor, which stays open; name is for messages.
+void WritePngTo(int fd, const std::string& name, const Image& image);
+// Checks, without writing, that WritePng(path) would be allowed and that the
+// directory takes new files. Throws HostError as WritePng would.
+OutputKind CheckOutput(const std::string& path);
+
+// Installs handlers for SIGINT, SIGTERM, SIGHUP and SIGQUIT that remove the
+// temporary file WritePng is writing, if any, then end the process as the
+// signal would have. Signals the process ignores stay ignored.
+void RemoveTemporaryFilesOnSignals();
 
 // Copies the picture into the surface (sizes must agree; throws otherwise).
 void ImageToSurface(const Image& image, HostSurface& surface);

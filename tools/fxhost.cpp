@@ -1,6 +1,15 @@
 // fxhost: lists the module's effects and renders pictures through them.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -14,14 +23,29 @@ namespace {
 
 using fxhost::HostError;
 
+using fxtool::UsageError;
+
 const char kUsage[] =
-    "usage: fxhost [--module FILE] list [--names]\n"
-    "       fxhost [--module FILE] render NAME [--in FILE.png] [--out FILE.png]\n"
+    "usage: fxhost [--module FILE] [--verbose] list [--names]\n"
+    "       fxhost [--module FILE] [--verbose] render NAME [--in FILE.png] [--out FILE.png]\n"
     "              [--params A,B,C,D] [--time MS] [--frames N] [--fps F]\n"
     "              [--format 32|565|555] [--in-place]\n"
-    "Without --in, render uses the built-in test card. An --out holding a %d\n"
-    "pattern (frames.%04d.png) gets every frame, numbered from 0; otherwise the\n"
-    "last frame is written, by default to NAME.png.\n";
+    "Options take their value as the next argument or after '=' (--out=x.png).\n"
+    "  --module    the effects module (default: $FXHOST_MODULE, else the one\n"
+    "              beside fxhost)\n"
+    "  --verbose   show the module's log lines on standard error\n"
+    "  --in        a PNG picture, at most 32767 pixels a side and 67108864 in all;\n"
+    "              without it, render uses the built-in test card\n"
+    "  --out       a .png file (default NAME.png), /dev/stdout, a device or a FIFO;\n"
+    "              a frame number in it (frames.%04d.png) writes every frame,\n"
+    "              numbered from 0, else the last frame is written; %% is a %\n"
+    "  --params    up to four values from 0 to 255; the rest are the catalogue's\n"
+    "  --time      the first frame's time in ms, 0 to 4294967295 (default 0)\n"
+    "  --frames    how many frames to render, 1 to 100000 (default 1)\n"
+    "  --fps       frames a second, 0.001 to 1000 (default 25); frame times\n"
+    "              wrap at 2^32 ms like a host's clock\n"
+    "  --format    surface format (default 32)\n"
+    "  --in-place  render with the source surface as the destination\n";
 
 std::string Labels(const fxhost::CatalogueEntry& row) {
     std::string text;
@@ -70,6 +94,39 @@ std::string Quoted(const std::vector<std::string>& names) {
     return text;
 }
 
+// Set when standard output was closed at the start and /dev/null holds its
+// place.
+bool g_noStandardOutput = false;
+
+// Whether path leads to this process's standard output: /dev/stdout, or the
+// file or pipe the shell sent it to.
+bool IsStandardOutput(const std::string& path) {
+    struct stat named, out;
+    return !g_noStandardOutput && ::stat(path.c_str(), &named) == 0 && ::fstat(STDOUT_FILENO, &out) == 0 && named.st_dev == out.st_dev &&
+           named.st_ino == out.st_ino;
+}
+
+// Refuses, before anything is rendered, an output the writer would refuse,
+// and a regular file not named .png.
+void CheckOutput(const fxtool::RenderOptions& options) {
+    const std::string file = fxtool::OutputFileName(options.output, 0);
+    if (IsStandardOutput(file)) return;
+    const fxhost::OutputKind kind = fxhost::CheckOutput(file);
+    if (kind == fxhost::OutputKind::kFile && !fxtool::HasPngExtension(file))
+        throw UsageError{"--out must name a .png file, a device or a FIFO, not \"" + options.output + "\""};
+}
+
+void WriteFrame(const std::string& file, const fxhost::Image& image) {
+    if (IsStandardOutput(file)) {
+        // No "wrote" line: it would land in the picture.
+        std::fflush(stdout);
+        fxhost::WritePngTo(STDOUT_FILENO, file, image);
+        return;
+    }
+    fxhost::WritePng(file, image);
+    std::printf("wrote %s\n", file.c_str());
+}
+
 int Render(const fxhost::EffectModule& module, const fxtool::RenderOptions& options) {
     const EffectApi& api = module.api();
     const auto known = fxhost::EffectNames(module);
@@ -92,59 +149,87 @@ int Render(const fxhost::EffectModule& module, const fxtool::RenderOptions& opti
     CRenderInterface* effect =
         api.CreateEffect(options.name.c_str(), source.get(), options.inPlace ? nullptr : target.get());
     if (!effect)
-        throw HostError("the module made no instance of \"" + options.name + "\" (not in this build, or refused)");
+        throw HostError("the module made no instance of \"" + options.name +
+                        "\" (not in this build, or refused; --verbose shows the module's log)");
     struct Destroy {
         const EffectApi& api;
         CRenderInterface* effect;
         ~Destroy() { api.DestroyEffect(effect); }
     } destroy{api, effect};
 
-    const bool everyFrame = options.output.find('%') != std::string::npos;
-    const std::string output = options.output.empty() ? fxtool::FileNameFor(options.name) : options.output;
     for (int frame = 0; frame < options.frames; ++frame) {
-        const auto time = static_cast<uint32_t>(options.time + static_cast<uint64_t>(frame * 1000.0 / options.fps));
-        api.RenderEffect(effect, params.data(), source.get(), time);
-        if (everyFrame || frame + 1 == options.frames) {
-            const std::string file = everyFrame ? fxtool::FrameFileName(output, frame) : output;
-            fxhost::WritePng(file, fxhost::SurfaceToImage(result));
-            std::printf("wrote %s\n", file.c_str());
-        }
+        api.RenderEffect(effect, params.data(), source.get(), fxtool::FrameTime(options.time, frame, options.fps));
+        if (options.everyFrame || frame + 1 == options.frames)
+            WriteFrame(fxtool::OutputFileName(options.output, options.everyFrame ? frame : 0),
+                       fxhost::SurfaceToImage(result));
     }
     return 0;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    std::vector<std::string> args(argv + 1, argv + argc);
-    std::string modulePath;
-    if (args.size() >= 2 && args[0] == "--module") {
-        modulePath = args[1];
-        args.erase(args.begin(), args.begin() + 2);
-    }
-    if (args.empty() || args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
-        std::fputs(kUsage, args.empty() ? stderr : stdout);
-        return args.empty() ? 2 : 0;
-    }
+int Run(const std::vector<std::string>& args) {
     try {
-        const std::string command = args[0];
-        if (command != "list" && command != "render") throw fxtool::UsageError{"unknown command \"" + command + "\""};
-        const bool namesOnly = command == "list" && args.size() == 2 && args[1] == "--names";
-        if (command == "list" && args.size() > 1 && !namesOnly)
-            throw fxtool::UsageError{"list takes no arguments but --names"};
-        fxtool::RenderOptions options;
-        if (command == "render") options = fxtool::ParseRenderOptions({args.begin() + 1, args.end()});
-        fxhost::EffectModule module(modulePath.empty() ? fxhost::DefaultModulePath() : modulePath);
-        if (command == "list") return namesOnly ? ListNames(module) : List(module);
-        return Render(module, options);
-    } catch (const fxtool::UsageError& error) {
+        const fxtool::CommandLine line = fxtool::ParseCommandLine(args);
+        if (line.command == fxtool::Command::kHelp) {
+            std::fputs(kUsage, stdout);
+            return 0;
+        }
+        // The module reports every default it hands out; that is noise
+        // unless asked for.
+        if (line.verbose) fxhost::SetLogSink({});
+        else fxhost::SetLogSink([](const std::string&) {});
+        if (line.command == fxtool::Command::kRender) CheckOutput(line.render);
+        fxhost::EffectModule module(line.modulePath.empty() ? fxhost::DefaultModulePath() : line.modulePath);
+        switch (line.command) {
+        case fxtool::Command::kList: return List(module);
+        case fxtool::Command::kListNames: return ListNames(module);
+        default: return Render(module, line.render);
+        }
+    } catch (const UsageError& error) {
         std::fprintf(stderr, "fxhost: %s (fxhost --help for usage)\n", error.message.c_str());
         return 2;
-    } catch (const HostError& error) {
-        std::fprintf(stderr, "fxhost: %s\n", error.what());
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "fxhost: out of memory\n");
         return 1;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "fxhost: %s\n", error.what());
         return 1;
     }
+}
+
+// With a standard descriptor closed, the next file opened would take its
+// number and get what was meant for it. /dev/null holds the number instead,
+// read-only for standard output so that writing there still fails (EBADF)
+// and is reported.
+void HoldClosedStandardDescriptors() {
+    for (int fd = 0; fd <= 2; ++fd) {
+        if (::fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+        if (fd == STDOUT_FILENO) g_noStandardOutput = true;
+        const int null = ::open("/dev/null", fd == STDERR_FILENO ? O_WRONLY : O_RDONLY);
+        if (null >= 0 && null != fd) {
+            ::dup2(null, fd);
+            ::close(null);
+        }
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    HoldClosedStandardDescriptors();
+    // A reader that goes away makes a write fail with EPIPE, reported like
+    // any other write error, instead of ending the process silently.
+    std::signal(SIGPIPE, SIG_IGN);
+    fxhost::RemoveTemporaryFilesOnSignals();
+    int status = Run({argv + 1, argv + argc});
+    // Lines standard output could not take: a full disk, a closed descriptor.
+    // A reader that stopped early (fxhost list | head) is no news to the user.
+    const bool flushed = std::fflush(stdout) == 0;
+    const int error = errno;
+    if ((!flushed || std::ferror(stdout)) && status == 0) {
+        if (flushed || error != EPIPE)
+            std::fprintf(stderr, "fxhost: cannot write standard output%s%s\n", flushed ? "" : ": ",
+                         flushed ? "" : std::strerror(error));
+        status = 1;
+    }
+    return status;
 }

@@ -3,19 +3,34 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <cstdio>
+#include <cmath>
+#include <set>
 
 namespace fxtool {
 
 namespace {
 
-template <class T>
-T ParseNumber(const std::string& option, const std::string& text) {
-    T value{};
+std::string Quote(const std::string& text) { return "\"" + text + "\""; }
+
+// A whole number from min to max, else UsageError naming the range.
+int64_t ParseWhole(const std::string& option, const std::string& text, int64_t min, int64_t max) {
+    int64_t value = 0;
     const char* end = text.data() + text.size();
-    auto [ptr, error] = std::from_chars(text.data(), end, value);
-    if (text.empty() || error != std::errc() || ptr != end)
-        throw UsageError{option + " expects a number, not \"" + text + "\""};
+    const auto [ptr, error] = std::from_chars(text.data(), end, value);
+    if (text.empty() || error != std::errc() || ptr != end || value < min || value > max) {
+        throw UsageError{option + " must be a whole number from " + std::to_string(min) + " to " +
+                         std::to_string(max) + ", not " + Quote(text)};
+    }
+    return value;
+}
+
+double ParseFps(const std::string& text) {
+    double value = 0;
+    const char* end = text.data() + text.size();
+    const auto [ptr, error] = std::from_chars(text.data(), end, value);
+    // The comparisons also refuse nan.
+    if (text.empty() || error != std::errc() || ptr != end || !(value >= kMinFps && value <= kMaxFps))
+        throw UsageError{"--fps must be a number from 0.001 to 1000, not " + Quote(text)};
     return value;
 }
 
@@ -24,11 +39,17 @@ std::vector<int32_t> ParseParams(const std::string& text) {
     size_t start = 0;
     while (true) {
         const size_t comma = text.find(',', start);
-        values.push_back(ParseNumber<int32_t>("--params", text.substr(start, comma - start)));
+        const std::string item = text.substr(start, comma == std::string::npos ? comma : comma - start);
+        int32_t value = 0;
+        const char* end = item.data() + item.size();
+        const auto [ptr, error] = std::from_chars(item.data(), end, value);
+        if (item.empty() || error != std::errc() || ptr != end || value < 0 || value > 255)
+            throw UsageError{"--params values must be whole numbers from 0 to 255, not " + Quote(item)};
+        values.push_back(value);
         if (comma == std::string::npos) break;
         start = comma + 1;
     }
-    if (values.size() > 4) throw UsageError{"--params takes at most four values, not " + text};
+    if (values.size() > 4) throw UsageError{"--params takes at most four values, not " + Quote(text)};
     return values;
 }
 
@@ -36,7 +57,49 @@ int32_t ParseFormat(const std::string& text) {
     if (text == "32") return 3;
     if (text == "565") return 2;
     if (text == "555") return 1;
-    throw UsageError{"--format must be 32, 565 or 555, not \"" + text + "\""};
+    throw UsageError{"--format must be 32, 565 or 555, not " + Quote(text)};
+}
+
+std::string FileName(const std::string& option, const std::string& text) {
+    if (text.empty()) throw UsageError{option + " needs a file name, not an empty string"};
+    return text;
+}
+
+bool IsRenderOption(const std::string& key) {
+    for (const char* name : {"--in", "--out", "--params", "--time", "--frames", "--fps", "--format", "--in-place"})
+        if (key == name) return true;
+    return false;
+}
+
+bool TakesValue(const std::string& key) { return key != "--verbose" && key != "--names" && key != "--in-place"; }
+
+void Apply(CommandLine& line, const std::string& key, const std::string& value) {
+    RenderOptions& render = line.render;
+    if (key == "--module") {
+        line.modulePath = FileName(key, value);
+    } else if (key == "--verbose") {
+        line.verbose = true;
+    } else if (key == "--names") {
+        line.command = Command::kListNames;
+    } else if (key == "--in") {
+        render.input = FileName(key, value);
+    } else if (key == "--out") {
+        render.output = FileName(key, value);
+        if (value == "-") throw UsageError{"--out - is not supported yet; name a .png file or /dev/stdout"};
+        render.everyFrame = ParseOutputName(value);
+    } else if (key == "--params") {
+        render.params = ParseParams(value);
+    } else if (key == "--time") {
+        render.time = static_cast<uint32_t>(ParseWhole(key, value, 0, UINT32_MAX));
+    } else if (key == "--frames") {
+        render.frames = static_cast<int>(ParseWhole(key, value, 1, kMaxFrames));
+    } else if (key == "--fps") {
+        render.fps = ParseFps(value);
+    } else if (key == "--format") {
+        render.format = ParseFormat(value);
+    } else if (key == "--in-place") {
+        render.inPlace = true;
+    }
 }
 
 size_t EditDistance(const std::string& a, const std::string& b) {
@@ -58,63 +121,124 @@ size_t EditDistance(const std::string& a, const std::string& b) {
 
 }  // namespace
 
-RenderOptions ParseRenderOptions(const std::vector<std::string>& args) {
-    RenderOptions options;
+CommandLine ParseCommandLine(const std::vector<std::string>& args) {
+    // --help anywhere wins: no value may start with "--", so it is never one.
+    if (std::find(args.begin(), args.end(), "--help") != args.end()) return CommandLine{};
+    CommandLine line;
+    std::string command;
     bool haveName = false;
+    std::set<std::string> seen;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
-        if (arg == "--in-place") {
-            options.inPlace = true;
+        if (arg == "-h") return CommandLine{};
+        if (arg.size() < 2 || arg[0] != '-') {
+            if (command.empty()) {
+                if (arg == "help") return CommandLine{};
+                if (arg != "list" && arg != "render") throw UsageError{"unknown command " + Quote(arg)};
+                command = arg;
+                line.command = command == "list" ? Command::kList : Command::kRender;
+            } else if (command == "list") {
+                throw UsageError{"list takes no arguments but --names"};
+            } else if (haveName) {
+                throw UsageError{"unexpected argument " + Quote(arg) + " (quote names with spaces)"};
+            } else if (arg.empty()) {
+                throw UsageError{"render needs an effect name, not an empty string"};
+            } else {
+                line.render.name = arg;
+                haveName = true;
+            }
             continue;
         }
-        if (arg.rfind("--", 0) != 0) {
-            if (haveName) throw UsageError{"unexpected argument \"" + arg + "\" (quote names with spaces)"};
-            options.name = arg;
-            haveName = true;
-            continue;
+        const size_t equals = arg.find('=');
+        const std::string key = arg.substr(0, equals);
+        const bool known = key == "--module" || key == "--verbose" || (command == "list" && key == "--names") ||
+                           (command == "render" && IsRenderOption(key));
+        if (!known) {
+            if (command.empty() && (key == "--names" || IsRenderOption(key)))
+                throw UsageError{key + " goes after the command"};
+            if (command == "list") throw UsageError{"list takes no arguments but --names"};
+            throw UsageError{"unknown option " + key};
         }
-        if (i + 1 >= args.size()) throw UsageError{arg + " needs a value"};
-        const std::string& value = args[++i];
-        if (arg == "--in") options.input = value;
-        else if (arg == "--out") options.output = value;
-        else if (arg == "--params") options.params = ParseParams(value);
-        else if (arg == "--time") options.time = ParseNumber<uint32_t>(arg, value);
-        else if (arg == "--frames") options.frames = ParseNumber<int>(arg, value);
-        else if (arg == "--fps") options.fps = ParseNumber<double>(arg, value);
-        else if (arg == "--format") options.format = ParseFormat(value);
-        else throw UsageError{"unknown option " + arg};
+        if (!seen.insert(key).second) throw UsageError{key + " given twice"};
+        std::string value;
+        if (!TakesValue(key)) {
+            if (equals != std::string::npos) throw UsageError{key + " takes no value"};
+        } else if (equals != std::string::npos) {
+            value = arg.substr(equals + 1);
+        } else if (i + 1 < args.size() && args[i + 1].rfind("--", 0) != 0) {
+            value = args[++i];
+        } else {
+            throw UsageError{key + " needs a value"};
+        }
+        Apply(line, key, value);
     }
-    if (!haveName) throw UsageError{"render needs an effect name"};
-    if (options.frames < 1 || options.frames > 100000)
-        throw UsageError{"--frames must be from 1 to 100000"};
-    if (!(options.fps > 0.0 && options.fps <= 1000.0)) throw UsageError{"--fps must be above 0 and at most 1000"};
-    if (options.output.find('%') != std::string::npos && !IsFramePattern(options.output))
-        throw UsageError{"--out may hold one %d-style frame number and no other % but %%"};
-    return options;
+    if (command.empty()) throw UsageError{"missing command: list or render"};
+    if (line.command == Command::kRender) {
+        if (!haveName) throw UsageError{"render needs an effect name"};
+        if (line.render.output.empty()) line.render.output = FileNameFor(line.render.name);
+    }
+    return line;
 }
 
-bool IsFramePattern(const std::string& text) {
-    int conversions = 0;
+bool ParseOutputName(const std::string& text) {
+    int numbers = 0;
     for (size_t i = 0; i < text.size(); ++i) {
         if (text[i] != '%') continue;
-        if (i + 1 < text.size() && text[i + 1] == '%') {
-            ++i;
+        size_t j = i + 1;
+        if (j < text.size() && text[j] == '%') {
+            i = j;
             continue;
         }
-        size_t j = i + 1;
         if (j < text.size() && text[j] == '0') ++j;
-        while (j < text.size() && std::isdigit(static_cast<unsigned char>(text[j])) && j - i < 4) ++j;
-        if (j >= text.size() || text[j] != 'd') return false;
-        ++conversions;
+        if (j < text.size() && text[j] >= '1' && text[j] <= '9') {
+            ++j;
+            if (j < text.size() && std::isdigit(static_cast<unsigned char>(text[j]))) ++j;
+        }
+        if (j >= text.size() || text[j] != 'd' || ++numbers > 1) {
+            throw UsageError{"--out may hold one frame number (%d, %4d or %04d) and %% for a literal %, not " +
+                             Quote(text)};
+        }
         i = j;
     }
-    return conversions == 1;
+    return numbers == 1;
 }
 
-std::string FrameFileName(const std::string& pattern, int n) {
-    char text[4096];
-    std::snprintf(text, sizeof text, pattern.c_str(), n);  // checked by IsFramePattern
-    return text;
+std::string OutputFileName(const std::string& text, int n) {
+    std::string name;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            name += text[i];
+            continue;
+        }
+        if (++i < text.size() && text[i] == '%') {
+            name += '%';
+            continue;
+        }
+        const bool zeros = i < text.size() && text[i] == '0';
+        if (zeros) ++i;
+        size_t width = 0;
+        for (; i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])); ++i)
+            width = width * 10 + size_t(text[i] - '0');
+        std::string number = std::to_string(n);
+        if (number.size() < width) number.insert(0, width - number.size(), zeros ? '0' : ' ');
+        name += number;  // text[i] is the 'd'
+    }
+    return name;
+}
+
+bool HasPngExtension(const std::string& name) {
+    if (name.size() < 4) return false;
+    std::string end = name.substr(name.size() - 4);
+    for (char& c : end) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return end == ".png";
+}
+
+uint32_t FrameTime(uint32_t time, int n, double fps) {
+    // fmod keeps the offset in range for the cast whatever fps is; below
+    // 2^53 it is exact, so the wrap matches integer arithmetic.
+    const double offset = std::fmod(std::floor(n * 1000.0 / fps), 4294967296.0);
+    const auto ms = offset >= 0.0 && offset < 4294967296.0 ? static_cast<uint64_t>(offset) : 0;
+    return static_cast<uint32_t>(time + ms);
 }
 
 std::string FileNameFor(const std::string& effectName) {

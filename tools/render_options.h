@@ -1,19 +1,23 @@
-// Command-line options of `fxhost render`, parsed and checked.
+// The fxhost command line, parsed and checked.
 #pragma once
 
-#include <array>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace fxtool {
 
+// A bad command line; message is one line.
+struct UsageError {
+    std::string message;
+};
+
 struct RenderOptions {
     std::string name;
-    std::string input;          // empty: the built-in test card
-    std::string output;         // empty: NAME.png in the current directory
-    std::vector<int32_t> params;  // up to four; the rest from the catalogue
+    std::string input;            // empty: the built-in test card
+    std::string output;           // an --out name, %% and frame numbers unexpanded
+    bool everyFrame = false;      // output holds a frame number
+    std::vector<int32_t> params;  // up to four, 0 to 255; the rest from the catalogue
     uint32_t time = 0;
     int frames = 1;
     double fps = 25.0;
@@ -21,18 +25,35 @@ struct RenderOptions {
     bool inPlace = false;
 };
 
-// Throws UsageError with a one-line message on bad arguments.
-RenderOptions ParseRenderOptions(const std::vector<std::string>& args);
+enum class Command { kHelp, kList, kListNames, kRender };
 
-struct UsageError {
-    std::string message;
+struct CommandLine {
+    Command command = Command::kHelp;
+    std::string modulePath;  // empty: the default module
+    bool verbose = false;    // pass the module's log lines to standard error
+    RenderOptions render;
 };
 
-// Whether text holds exactly one integer conversion (%d, %05d ...) and no
-// other conversion but %%.
-bool IsFramePattern(const std::string& text);
-// The file name of frame number n under a frame pattern.
-std::string FrameFileName(const std::string& pattern, int n);
+// Every option takes its value as the next argument or after '='; none may
+// be given twice. --module and --verbose may go anywhere. Throws UsageError.
+CommandLine ParseCommandLine(const std::vector<std::string>& args);
+
+constexpr int kMaxFrames = 100000;
+constexpr double kMinFps = 0.001;
+constexpr double kMaxFps = 1000.0;
+
+// Checks an --out name: every % starts %%, a literal %, or the one frame
+// number, %d, %Nd or %0Nd with N from 1 to 99. Returns whether it holds a
+// frame number. Throws UsageError.
+bool ParseOutputName(const std::string& text);
+// The file name an --out name gives for frame n: %% becomes %, the
+// conversion the number.
+std::string OutputFileName(const std::string& text, int n);
+// Whether name ends in .png, in any case.
+bool HasPngExtension(const std::string& name);
+// The time of frame n: time plus n frames at fps, in whole milliseconds,
+// wrapping at 2^32 as a host's millisecond clock does.
+uint32_t FrameTime(uint32_t time, int n, double fps);
 // A file name made from an effect name: spaces and other awkward characters
 // become underscores.
 std::string FileNameFor(const std::string& effectName);
