@@ -7,6 +7,7 @@
 // of the contract: every surface is well formed and stays alive until the
 // input ends, and each pixel buffer is an allocation of its own, so that the
 // sanitizers see any access outside it.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -106,7 +107,7 @@ private:
         auto s = std::make_unique<FuzzSurface>();
         const uint8_t shape = in_.byte();
         int width, height;
-        if (shape & 0x80) {  // now and then a large one
+        if ((shape & 0x90) == 0x90) {  // now and then a large one
             width = 1 + in_.u16() % 320;
             height = 1 + in_.u16() % 240;
         } else {
@@ -125,9 +126,9 @@ private:
         const size_t size = static_cast<size_t>(s->record.rowBytes) * height;
         s->pixels.reset(new uint8_t[size]);
         uint32_t v = in_.u32();
-        for (size_t i = 0; i < size; ++i) {
+        for (size_t i = 0; i < size; i += 4) {
             v = v * 1664525u + 1013904223u;
-            s->pixels[i] = static_cast<uint8_t>(v >> 24);
+            std::memcpy(&s->pixels[i], &v, std::min<size_t>(4, size - i));
         }
         s->record.pixels = s->pixels.get();
         surfaces_.push_back(std::move(s));
