@@ -98,25 +98,47 @@ std::string Quoted(const std::vector<std::string>& names) {
 // place.
 bool g_noStandardOutput = false;
 
+// Where the picture goes once standard output has been kept for it alone;
+// -1 otherwise.
+int g_pictureFd = -1;
+
 // Whether path leads to this process's standard output: /dev/stdout, or the
 // file or pipe the shell sent it to.
 bool IsStandardOutput(const std::string& path) {
     struct stat named, out;
-    return !g_noStandardOutput && ::stat(path.c_str(), &named) == 0 && ::fstat(STDOUT_FILENO, &out) == 0 && named.st_dev == out.st_dev &&
-           named.st_ino == out.st_ino;
+    return !g_noStandardOutput && ::stat(path.c_str(), &named) == 0 && ::fstat(STDOUT_FILENO, &out) == 0 &&
+           named.st_dev == out.st_dev && named.st_ino == out.st_ino;
+}
+
+// Pictures written to standard output must hold nothing else: the module
+// prints its diagnostics there, so from here on its descriptor leads to
+// standard error and the pictures go through a copy of the original.
+void KeepStandardOutputForPictures() {
+    const int saved = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (saved < 0) throw HostError(std::string("cannot keep standard output: ") + std::strerror(errno));
+    std::fflush(stdout);
+    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    g_pictureFd = saved;
 }
 
 // Refuses, before anything is rendered, an output the writer would refuse,
 // and a regular file not named .png.
 void CheckOutput(const fxtool::RenderOptions& options) {
     const std::string file = fxtool::OutputFileName(options.output, 0);
-    if (IsStandardOutput(file)) return;
+    if (IsStandardOutput(file)) {
+        if (!options.everyFrame) KeepStandardOutputForPictures();
+        return;
+    }
     const fxhost::OutputKind kind = fxhost::CheckOutput(file);
     if (kind == fxhost::OutputKind::kFile && !fxtool::HasPngExtension(file))
         throw UsageError{"--out must name a .png file, a device or a FIFO, not \"" + options.output + "\""};
 }
 
 void WriteFrame(const std::string& file, const fxhost::Image& image) {
+    if (g_pictureFd >= 0) {
+        fxhost::WritePngTo(g_pictureFd, file, image);
+        return;
+    }
     if (IsStandardOutput(file)) {
         // No "wrote" line: it would land in the picture.
         std::fflush(stdout);
