@@ -39,7 +39,7 @@ executions=0
 for log in "$work"/worker-*.log; do
   n=$(grep -oP 'stat::number_of_executed_units: \K[0-9]+' "$log" || echo 0)
   executions=$((executions + n))
-  grep -E '^#[0-9]+ +DONE' "$log" | tail -1
+  grep -E '^#[0-9]+' "$log" | tail -1
 done
 echo "fuzz: $executions executions in $workers workers"
 
