@@ -25,8 +25,17 @@ public:
     Input(const uint8_t* data, size_t size) : data_(data), size_(size) {}
     bool empty() const { return at_ >= size_; }
     uint8_t byte() { return at_ < size_ ? data_[at_++] : 0; }
-    uint16_t u16() { return static_cast<uint16_t>(byte() | byte() << 8); }
-    uint32_t u32() { return u16() | static_cast<uint32_t>(u16()) << 16; }
+    // Low part first, in separate statements: the order in which the operands
+    // of one expression are evaluated differs between compilers, and the
+    // replay under g++ must read an input as the fuzzer under clang did.
+    uint16_t u16() {
+        const uint16_t low = byte();
+        return static_cast<uint16_t>(low | byte() << 8);
+    }
+    uint32_t u32() {
+        const uint32_t low = u16();
+        return low | static_cast<uint32_t>(u16()) << 16;
+    }
     std::string text(size_t length) {
         std::string s;
         while (s.size() < length && !empty()) s.push_back(static_cast<char>(byte()));
@@ -102,8 +111,8 @@ private:
         static const int32_t kKinds[][2] = {{32, kFormatXrgb}, {32, kFormatXrgb}, {32, kFormatXrgb},
                                             {16, kFormat565},  {16, kFormat565},  {16, kFormat555},
                                             {16, kFormat555},  {8, 0},            {24, 0}};
-        const uint8_t kind = in_.byte();
-        const int32_t depth = kKinds[kind % 9][0];
+        const auto& kind = kKinds[in_.byte() % std::size(kKinds)];
+        const int32_t depth = kind[0];
         auto s = std::make_unique<FuzzSurface>();
         const uint8_t shape = in_.byte();
         int width, height;
@@ -119,7 +128,7 @@ private:
         const int16_t top = shape & 0x20 ? in_.byte() % 8 : 0;
         const int16_t left = shape & 0x20 ? in_.byte() % 8 : 0;
         s->record.depth = depth;
-        s->record.pixelFormat = kKinds[kind % 9][1];
+        s->record.pixelFormat = kind[1];
         s->record.bounds = SurfaceRect{top, left, static_cast<int16_t>(top + height),
                                        static_cast<int16_t>(left + width)};
         s->record.rowBytes = width * bytes + pad;

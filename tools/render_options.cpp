@@ -6,6 +6,8 @@
 #include <cmath>
 #include <set>
 
+#include "render/surface.h"
+
 namespace fxtool {
 
 namespace {
@@ -54,9 +56,9 @@ std::vector<int32_t> ParseParams(const std::string& text) {
 }
 
 int32_t ParseFormat(const std::string& text) {
-    if (text == "32") return 3;
-    if (text == "565") return 2;
-    if (text == "555") return 1;
+    if (text == "32") return kFormatXrgb;
+    if (text == "565") return kFormat565;
+    if (text == "555") return kFormat555;
     throw UsageError{"--format must be 32, 565 or 555, not " + Quote(text)};
 }
 
