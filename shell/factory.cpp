@@ -5,6 +5,9 @@
 #include "colour/contrast_effect.h"
 #include "colour/stroboscope.h"
 #include "colour/tintara.h"
+#include "geometry/hexagon_kaleido.h"
+#include "geometry/square_kaleido.h"
+#include "geometry/triangle_kaleido.h"
 #include "shell/frame_params.h"
 
 namespace {
@@ -85,6 +88,16 @@ CRenderInterface* ColourCycling(float red, float green, float blue, uint8_t flag
     return NewZeroedEffect<ColorCycling>(&record);
 }
 
+// The kaleidoscopes start from the normalised record; the static ones then
+// follow the host's values instead of time.
+template <class Shape>
+CRenderInterface* Kaleidoscope(bool cyclic) {
+    KaleidoParamRecord record{};
+    NormalizeKaleidoParams(&record);
+    if (!cyclic) MakeStaticKaleidoRecord(&record);
+    return NewZeroedEffect<Shape>(&record);
+}
+
 struct FactoryRow {
     const char* name;
     Builder build;  // null: the class is not part of this build
@@ -97,14 +110,14 @@ const FactoryRow kFactoryRows[kFactoryNameCount] = {
     {"RGBControl Inverse", [] { return ColorControl(1, 0, 1); }},
     {"Brightness Contrast Inverse", [] { return ColorControl(0, 1, 1); }},
     {"Stroboscope", [] { return Stroboscope(); }},
-    {"Triangle Kaleido", nullptr},
-    {"Cyclic Triangle Kaleido", nullptr},
-    {"Square Kaleido", nullptr},
-    {"Square Kaleido Cyclic", nullptr},
-    {"Hexagon Kaleido", nullptr},
-    {"Hexagon Kaleido Cyclic", nullptr},
-    {"Lozenge Kaleido", nullptr},
-    {"Lozenge Kaleido Cyclic", nullptr},
+    {"Triangle Kaleido", [] { return Kaleidoscope<CTriangleKaleido>(false); }},
+    {"Cyclic Triangle Kaleido", [] { return Kaleidoscope<CTriangleKaleido>(true); }},
+    {"Square Kaleido", [] { return Kaleidoscope<CSquareKaleido>(false); }},
+    {"Square Kaleido Cyclic", [] { return Kaleidoscope<CSquareKaleido>(true); }},
+    {"Hexagon Kaleido", [] { return Kaleidoscope<CHexagonKaleido>(false); }},
+    {"Hexagon Kaleido Cyclic", [] { return Kaleidoscope<CHexagonKaleido>(true); }},
+    {"Lozenge Kaleido", [] { return Kaleidoscope<CLozengeKaleido>(false); }},
+    {"Lozenge Kaleido Cyclic", [] { return Kaleidoscope<CLozengeKaleido>(true); }},
     {"AsciiArt1", nullptr},
     {"AsciiArt2", nullptr},
     {"Cube3D", nullptr},

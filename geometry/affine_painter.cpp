@@ -1,0 +1,197 @@
+// The span painter: per row, 16.16 source coordinates stepped across the
+// run, mirrored into the source, one pixel copied each. The vector levels
+// step 8 or 16 lanes at a time and gather; the coordinates of lane k are
+// those the one-pixel recurrence reaches k steps on, so every level paints
+// the same pixels.
+#include <cstring>
+
+#include "geometry/affine_matrix.h"
+#include "render/intrinsics.h"
+#include "render/pixel_rows.h"
+#include "shell/numeric.h"
+
+namespace {
+
+// 16.16 fixed point of v, truncated.
+int32_t Fixed(double v) { return TruncToInt32(v * 65536.0); }
+
+// value brought into 0 .. period-1.
+int32_t IntoPeriod(int64_t value, int32_t period) {
+    int64_t r = value % period;
+    return static_cast<int32_t>(r < 0 ? r + period : r);
+}
+
+// One run of one row: count pixels from u, v, each stepped by du, dv and
+// kept inside the periods U, V.
+struct RowWalk {
+    int32_t u, v;
+    int32_t du, dv;
+    int32_t U, V;
+    int32_t count;
+};
+
+template <class Pixel>
+inline Pixel SamplePixel(const AffineSource& s, int32_t u, int32_t v) {
+    int32_t r = v >> 16;
+    if (r >= s.height) r = 2 * s.height - r - 1;
+    int32_t x = u >> 16;
+    if (x >= s.width) x = 2 * s.width - x - 1;
+    Pixel p;
+    std::memcpy(&p, s.pixels + s.rowOffsets[r] + static_cast<uint32_t>(x) * sizeof(Pixel), sizeof p);
+    return p;
+}
+
+inline void Step(int32_t& u, int32_t du, int32_t U) {
+    u += du;
+    if (u >= U) u -= U;
+}
+
+template <class Pixel>
+void RowScalar(const AffineSource& s, Pixel* out, RowWalk w) {
+    for (int32_t j = 0; j < w.count; ++j) {
+        StorePixel(out, j, SamplePixel<Pixel>(s, w.u, w.v));
+        Step(w.u, w.du, w.U);
+        Step(w.v, w.dv, w.V);
+    }
+}
+
+// The coordinates of the first lanes, and the step of a whole vector.
+template <int kLanes>
+struct Lanes {
+    alignas(64) int32_t u[kLanes];
+    alignas(64) int32_t v[kLanes];
+    int32_t du, dv;
+};
+
+template <int kLanes>
+Lanes<kLanes> FirstLanes(const RowWalk& w) {
+    Lanes<kLanes> l;
+    int32_t u = w.u, v = w.v;
+    for (int k = 0; k < kLanes; ++k) {
+        l.u[k] = u;
+        l.v[k] = v;
+        Step(u, w.du, w.U);
+        Step(v, w.dv, w.V);
+    }
+    l.du = IntoPeriod(int64_t{w.du} * kLanes, w.U);
+    l.dv = IntoPeriod(int64_t{w.dv} * kLanes, w.V);
+    return l;
+}
+
+template <class Pixel>
+__attribute__((target("avx2"))) void RowAvx2(const AffineSource& s, Pixel* out, RowWalk w) {
+    if (w.count < 8) return RowScalar(s, out, w);
+    const Lanes<8> l = FirstLanes<8>(w);
+    __m256i u = _mm256_load_si256(reinterpret_cast<const __m256i*>(l.u));
+    __m256i v = _mm256_load_si256(reinterpret_cast<const __m256i*>(l.v));
+    const __m256i du = _mm256_set1_epi32(l.du), dv = _mm256_set1_epi32(l.dv);
+    const __m256i uLast = _mm256_set1_epi32(w.U - 1), vLast = _mm256_set1_epi32(w.V - 1);
+    const __m256i U = _mm256_set1_epi32(w.U), V = _mm256_set1_epi32(w.V);
+    const __m256i xTop = _mm256_set1_epi32(2 * s.width - 1), rTop = _mm256_set1_epi32(2 * s.height - 1);
+    const __m256i rowBytes = _mm256_set1_epi32(s.rowBytes);
+    const auto base = reinterpret_cast<const int*>(s.pixels);
+    int32_t j = 0;
+    for (; j + 8 <= w.count; j += 8) {
+        // Mirrored at the far edge: min(r, 2 SH - 1 - r) for r in 0 .. 2 SH - 1.
+        const __m256i r = _mm256_min_epi32(_mm256_srli_epi32(v, 16), _mm256_sub_epi32(rTop, _mm256_srli_epi32(v, 16)));
+        const __m256i x = _mm256_min_epi32(_mm256_srli_epi32(u, 16), _mm256_sub_epi32(xTop, _mm256_srli_epi32(u, 16)));
+        if constexpr (sizeof(Pixel) == 4) {
+            const __m256i offset = _mm256_add_epi32(_mm256_mullo_epi32(r, rowBytes), _mm256_slli_epi32(x, 2));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + j), _mm256_i32gather_epi32(base, offset, 1));
+        } else {
+            // 32-bit reads that end with the pixel, or start with it at offset 0.
+            const __m256i offset = _mm256_add_epi32(_mm256_mullo_epi32(r, rowBytes), _mm256_slli_epi32(x, 1));
+            const __m256i back = _mm256_min_epi32(offset, _mm256_set1_epi32(2));
+            const __m256i words = _mm256_i32gather_epi32(base, _mm256_sub_epi32(offset, back), 1);
+            const __m256i pixels = _mm256_srlv_epi32(words, _mm256_slli_epi32(back, 3));
+            const __m256i packed = _mm256_packus_epi32(_mm256_and_si256(pixels, _mm256_set1_epi32(0xFFFF)),
+                                                       _mm256_setzero_si256());
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + j),
+                             _mm256_castsi256_si128(_mm256_permute4x64_epi64(packed, 0x08)));
+        }
+        u = _mm256_add_epi32(u, du);
+        u = _mm256_sub_epi32(u, _mm256_and_si256(_mm256_cmpgt_epi32(u, uLast), U));
+        v = _mm256_add_epi32(v, dv);
+        v = _mm256_sub_epi32(v, _mm256_and_si256(_mm256_cmpgt_epi32(v, vLast), V));
+    }
+    w.u = _mm256_cvtsi256_si32(u);
+    w.v = _mm256_cvtsi256_si32(v);
+    w.count -= j;
+    RowScalar(s, out + j, w);
+}
+
+template <class Pixel>
+__attribute__((target("avx512f,avx512bw"))) void RowAvx512(const AffineSource& s, Pixel* out, RowWalk w) {
+    if (w.count < 16) return RowAvx2(s, out, w);
+    const Lanes<16> l = FirstLanes<16>(w);
+    __m512i u = _mm512_load_si512(l.u);
+    __m512i v = _mm512_load_si512(l.v);
+    const __m512i du = _mm512_set1_epi32(l.du), dv = _mm512_set1_epi32(l.dv);
+    const __m512i U = _mm512_set1_epi32(w.U), V = _mm512_set1_epi32(w.V);
+    const __m512i xTop = _mm512_set1_epi32(2 * s.width - 1), rTop = _mm512_set1_epi32(2 * s.height - 1);
+    const __m512i rowBytes = _mm512_set1_epi32(s.rowBytes);
+    const auto base = s.pixels;
+    int32_t j = 0;
+    for (; j + 16 <= w.count; j += 16) {
+        const __m512i r = _mm512_min_epi32(_mm512_srli_epi32(v, 16), _mm512_sub_epi32(rTop, _mm512_srli_epi32(v, 16)));
+        const __m512i x = _mm512_min_epi32(_mm512_srli_epi32(u, 16), _mm512_sub_epi32(xTop, _mm512_srli_epi32(u, 16)));
+        if constexpr (sizeof(Pixel) == 4) {
+            const __m512i offset = _mm512_add_epi32(_mm512_mullo_epi32(r, rowBytes), _mm512_slli_epi32(x, 2));
+            _mm512_storeu_si512(out + j, _mm512_i32gather_epi32(offset, base, 1));
+        } else {
+            const __m512i offset = _mm512_add_epi32(_mm512_mullo_epi32(r, rowBytes), _mm512_slli_epi32(x, 1));
+            const __m512i back = _mm512_min_epi32(offset, _mm512_set1_epi32(2));
+            const __m512i words = _mm512_i32gather_epi32(_mm512_sub_epi32(offset, back), base, 1);
+            const __m512i pixels = _mm512_srlv_epi32(words, _mm512_slli_epi32(back, 3));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + j), _mm512_cvtepi32_epi16(pixels));
+        }
+        u = _mm512_add_epi32(u, du);
+        u = _mm512_mask_sub_epi32(u, _mm512_cmpge_epi32_mask(u, U), u, U);
+        v = _mm512_add_epi32(v, dv);
+        v = _mm512_mask_sub_epi32(v, _mm512_cmpge_epi32_mask(v, V), v, V);
+    }
+    w.u = _mm512_cvtsi512_si32(u);
+    w.v = _mm512_cvtsi512_si32(v);
+    w.count -= j;
+    RowAvx2(s, out + j, w);
+}
+
+template <class Pixel>
+void PaintRows(const AffineSource& s, const AffineMatrix& m, const SpanTarget& t, double xOffset, double yOffset,
+               SimdLevel level) {
+    const int32_t U = s.width << 17, V = s.height << 17;
+    RowWalk w{0, 0, 0, 0, U, V, 0};
+    w.du = IntoPeriod(Fixed(((m.a + m.c * 0.0) + m.e) - ((m.a * 0.0 + m.c * 0.0) + m.e)), U);
+    w.dv = IntoPeriod(Fixed(((m.b + m.d * 0.0) + m.f) - ((m.b * 0.0 + m.d * 0.0) + m.f)), V);
+    for (int32_t i = 0; i < t.rows; ++i) {
+        const int32_t start = t.spans ? t.spans[i].Start : 0;
+        const double X = start + xOffset, Y = i + yOffset;
+        w.u = IntoPeriod(Fixed(m.a * X + m.c * Y + m.e), U);
+        w.v = IntoPeriod(Fixed(m.b * X + m.d * Y + m.f), V);
+        if (t.spans && t.spans[i].End > t.tileColumns) return;
+        w.count = t.spans ? t.spans[i].End - start : t.tileColumns;
+        if (w.count <= 0) continue;
+        Pixel* out = reinterpret_cast<Pixel*>(t.row + i * t.rowStep) + start;
+        if (level >= SimdLevel::kAvx512Vbmi)
+            RowAvx512(s, out, w);
+        else if (level >= SimdLevel::kAvx2)
+            RowAvx2(s, out, w);
+        else
+            RowScalar(s, out, w);
+    }
+}
+
+}  // namespace
+
+void PaintAffineSpans(const AffineSource& source, const AffineMatrix& m, const SpanTarget& target, double xOffset,
+                      double yOffset, SimdLevel level) {
+    // The 16-bit gathers read four bytes around each pixel: the source must
+    // hold at least that many.
+    const int64_t sourceBytes =
+        int64_t{source.rowOffsets[source.height - 1]} + int64_t{source.width} * source.bytesPerPixel;
+    if (sourceBytes < 4) level = SimdLevel::kScalar;
+    if (source.bytesPerPixel == 4)
+        PaintRows<uint32_t>(source, m, target, xOffset, yOffset, level);
+    else
+        PaintRows<uint16_t>(source, m, target, xOffset, yOffset, level);
+}

@@ -1,0 +1,170 @@
+#include "geometry/pixel_mirrors.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "render/intrinsics.h"
+
+namespace {
+
+template <class Pixel>
+void ReverseScalar(Pixel* dst, const Pixel* srcEnd, int32_t count) {
+    for (int32_t k = 0; k < count; ++k) std::memcpy(dst + k, srcEnd - 1 - k, sizeof(Pixel));
+}
+
+// Word reversal of one register, by pixel width and level.
+__attribute__((target("sse2"))) inline __m128i Reverse128(__m128i v, int bytes) {
+    if (bytes == 4) return _mm_shuffle_epi32(v, 0x1B);
+    v = _mm_shufflelo_epi16(_mm_shufflehi_epi16(v, 0x1B), 0x1B);
+    return _mm_shuffle_epi32(v, 0x4E);
+}
+
+__attribute__((target("avx2"))) inline __m256i Reverse256(__m256i v, int bytes) {
+    if (bytes == 4) return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0));
+    const __m256i words = _mm256_setr_epi8(14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1, 14, 15, 12, 13, 10,
+                                           11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1);
+    return _mm256_permute4x64_epi64(_mm256_shuffle_epi8(v, words), 0x4E);
+}
+
+__attribute__((target("avx512f,avx512bw"))) inline __m512i Reverse512(__m512i v, int bytes) {
+    if (bytes == 4)
+        return _mm512_permutexvar_epi32(_mm512_setr_epi32(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0), v);
+    const __m512i words = _mm512_set_epi16(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19,
+                                           20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31);
+    return _mm512_permutexvar_epi16(words, v);
+}
+
+// Whole registers of reversed pixels, then the rest one by one. Returns the
+// pixels done.
+__attribute__((target("sse2"))) int32_t ReverseSse2(uint8_t* dst, const uint8_t* srcEnd, int32_t count, int bytes) {
+    const int32_t lanes = 16 / bytes;
+    int32_t k = 0;
+    for (; k + lanes <= count; k += lanes) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(srcEnd - (k + lanes) * bytes));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + k * bytes), Reverse128(v, bytes));
+    }
+    return k;
+}
+
+__attribute__((target("avx2"))) int32_t ReverseAvx2(uint8_t* dst, const uint8_t* srcEnd, int32_t count, int bytes) {
+    const int32_t lanes = 32 / bytes;
+    int32_t k = 0;
+    for (; k + lanes <= count; k += lanes) {
+        const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(srcEnd - (k + lanes) * bytes));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + k * bytes), Reverse256(v, bytes));
+    }
+    return k;
+}
+
+__attribute__((target("avx512f,avx512bw"))) int32_t ReverseAvx512(uint8_t* dst, const uint8_t* srcEnd,
+                                                                  int32_t count, int bytes) {
+    const int32_t lanes = 64 / bytes;
+    int32_t k = 0;
+    for (; k + lanes <= count; k += lanes) {
+        const __m512i v = _mm512_loadu_si512(srcEnd - (k + lanes) * bytes);
+        _mm512_storeu_si512(dst + k * bytes, Reverse512(v, bytes));
+    }
+    return k;
+}
+
+// Moves bytes from src to dst, cut where either run would leave the plane.
+void MoveRun(const PixelPlane& plane, uint8_t* dst, const uint8_t* src, ptrdiff_t bytes) {
+    bytes = std::min({bytes, plane.end - dst, plane.end - src});
+    if (bytes > 0) std::memmove(dst, src, static_cast<size_t>(bytes));
+}
+
+// Pixel (r, x) from p takes pixel (r2, x2).
+template <class Pixel>
+struct Square {
+    uint8_t* p;
+    ptrdiff_t rowBytes;
+
+    Pixel* at(ptrdiff_t r, ptrdiff_t x) const { return reinterpret_cast<Pixel*>(p + r * rowBytes) + x; }
+    void move(ptrdiff_t r, ptrdiff_t x, ptrdiff_t r2, ptrdiff_t x2) const {
+        std::memcpy(at(r, x), at(r2, x2), sizeof(Pixel));
+    }
+};
+
+// Calls body with the pixel type of the plane.
+template <class Body>
+void ForPixel(const PixelPlane& plane, uint8_t* p, Body body) {
+    if (plane.bytesPerPixel == 4)
+        body(Square<uint32_t>{p, plane.rowBytes});
+    else
+        body(Square<uint16_t>{p, plane.rowBytes});
+}
+
+}  // namespace
+
+void ReversePixels(uint8_t* dst, const uint8_t* srcEnd, int32_t count, int32_t bytesPerPixel, SimdLevel level) {
+    int32_t done = 0;
+    if (level >= SimdLevel::kAvx512Vbmi)
+        done = ReverseAvx512(dst, srcEnd, count, bytesPerPixel);
+    else if (level >= SimdLevel::kAvx2)
+        done = ReverseAvx2(dst, srcEnd, count, bytesPerPixel);
+    else if (level >= SimdLevel::kSse2)
+        done = ReverseSse2(dst, srcEnd, count, bytesPerPixel);
+    dst += done * bytesPerPixel;
+    srcEnd -= done * bytesPerPixel;
+    if (bytesPerPixel == 4)
+        ReverseScalar(reinterpret_cast<uint32_t*>(dst), reinterpret_cast<const uint32_t*>(srcEnd), count - done);
+    else
+        ReverseScalar(reinterpret_cast<uint16_t*>(dst), reinterpret_cast<const uint16_t*>(srcEnd), count - done);
+}
+
+void MirrorColumnsRight(const PixelPlane& plane, uint8_t* p, int32_t cols, int32_t rows, SimdLevel level) {
+    for (int32_t y = 0; y < rows; ++y) ReversePixels(p + y * plane.rowBytes, p + y * plane.rowBytes, cols, plane.bytesPerPixel, level);
+}
+
+void MirrorColumnsLeft(const PixelPlane& plane, uint8_t* p, int32_t cols, int32_t rows, SimdLevel level) {
+    const ptrdiff_t run = ptrdiff_t{cols} * plane.bytesPerPixel;
+    for (int32_t y = 0; y < rows; ++y) {
+        uint8_t* row = p + y * plane.rowBytes;
+        ReversePixels(row - run, row + run, cols, plane.bytesPerPixel, level);
+    }
+}
+
+void MirrorRowsUp(const PixelPlane& plane, uint8_t* p, int32_t cols, int32_t rows) {
+    const ptrdiff_t run = ptrdiff_t{cols} * plane.bytesPerPixel;
+    for (int32_t k = 0; k < rows; ++k) MoveRun(plane, p - (k + 1) * plane.rowBytes, p + k * plane.rowBytes, run);
+}
+
+void MirrorRowsDown(const PixelPlane& plane, uint8_t* p, int32_t cols, int32_t rows) {
+    const ptrdiff_t run = ptrdiff_t{cols} * plane.bytesPerPixel;
+    for (int32_t k = 0; k < rows; ++k) MoveRun(plane, p + (k + 1) * plane.rowBytes, p - k * plane.rowBytes, run);
+}
+
+void MirrorDiagonalDown(const PixelPlane& plane, uint8_t* p, int32_t count) {
+    ForPixel(plane, p, [&](auto sq) {
+        for (int32_t r = 1; r < count; ++r)
+            for (int32_t k = 0; k < r; ++k) sq.move(r, k, k, r);
+    });
+}
+
+void MirrorDiagonalUp(const PixelPlane& plane, uint8_t* p, int32_t count) {
+    ForPixel(plane, p, [&](auto sq) {
+        for (int32_t r = 1; r < count; ++r)
+            for (int32_t k = 0; k < r; ++k) sq.move(k, r, r, k);
+    });
+}
+
+void MirrorDiagonalUpLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m) {
+    ForPixel(plane, p, [&](auto sq) {
+        for (int32_t j = 0; j < n - 1; ++j)
+            for (int32_t x = std::min(n - 1 - j, m - 1); x > j; --x) sq.move(j, x, x, j);
+    });
+}
+
+void MirrorDiagonalDownLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m) {
+    ForPixel(plane, p, [&](auto sq) {
+        for (int32_t j = 0; j < n - 1; ++j)
+            for (int32_t x = std::min(n - 1 - j, m - 1); x > j; --x) sq.move(x, j, j, x);
+    });
+}
+
+void MirrorAntiDiagonal(const PixelPlane& plane, uint8_t* p, int32_t c) {
+    ForPixel(plane, p, [&](auto sq) {
+        for (int32_t j = 0; j < c - 1; ++j)
+            for (int32_t k = 0; j + k < c - 1; ++k) sq.move(c - 1 - k, c - 1 - j, j, k);
+    });
+}
