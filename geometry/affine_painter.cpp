@@ -16,17 +16,49 @@ namespace {
 int32_t Fixed(double v) { return TruncToInt32(v * 65536.0); }
 
 // value brought into 0 .. period-1.
-int32_t IntoPeriod(int64_t value, int32_t period) {
-    int64_t r = value % period;
-    return static_cast<int32_t>(r < 0 ? r + period : r);
+int32_t IntoPeriod(int32_t value, int32_t period) {
+    const int32_t r = value % period;
+    return r < 0 ? r + period : r;
 }
 
-// One run of one row: count pixels from u, v, each stepped by du, dv and
-// kept inside the periods U, V.
-struct RowWalk {
-    int32_t u, v;
+inline void Step(int32_t& u, int32_t du, int32_t U) {
+    u += du;
+    if (u >= U) u -= U;
+}
+
+// What every row of a call shares: the steps per pixel, and for the vector
+// levels the offset of each lane from the first (k steps, within the
+// period) and the step of 8 and of 16 lanes.
+struct Steps {
     int32_t du, dv;
     int32_t U, V;
+    alignas(64) int32_t laneU[16];
+    alignas(64) int32_t laneV[16];
+    int32_t du8, dv8, du16, dv16;
+};
+
+Steps MakeSteps(int32_t du, int32_t dv, int32_t U, int32_t V) {
+    Steps s{du, dv, U, V, {}, {}, 0, 0, 0, 0};
+    int32_t u = 0, v = 0;
+    for (int k = 0; k < 16; ++k) {
+        if (k == 8) {
+            s.du8 = u;
+            s.dv8 = v;
+        }
+        s.laneU[k] = u;
+        s.laneV[k] = v;
+        Step(u, du, U);
+        Step(v, dv, V);
+    }
+    s.du16 = u;
+    s.dv16 = v;
+    return s;
+}
+
+// One run of one row: count pixels from u, v.
+struct RowWalk {
+    const Steps* steps;
+    int32_t u, v;
     int32_t count;
 };
 
@@ -41,52 +73,28 @@ inline Pixel SamplePixel(const AffineSource& s, int32_t u, int32_t v) {
     return p;
 }
 
-inline void Step(int32_t& u, int32_t du, int32_t U) {
-    u += du;
-    if (u >= U) u -= U;
-}
-
 template <class Pixel>
 void RowScalar(const AffineSource& s, Pixel* out, RowWalk w) {
     for (int32_t j = 0; j < w.count; ++j) {
         StorePixel(out, j, SamplePixel<Pixel>(s, w.u, w.v));
-        Step(w.u, w.du, w.U);
-        Step(w.v, w.dv, w.V);
+        Step(w.u, w.steps->du, w.steps->U);
+        Step(w.v, w.steps->dv, w.steps->V);
     }
-}
-
-// The coordinates of the first lanes, and the step of a whole vector.
-template <int kLanes>
-struct Lanes {
-    alignas(64) int32_t u[kLanes];
-    alignas(64) int32_t v[kLanes];
-    int32_t du, dv;
-};
-
-template <int kLanes>
-Lanes<kLanes> FirstLanes(const RowWalk& w) {
-    Lanes<kLanes> l;
-    int32_t u = w.u, v = w.v;
-    for (int k = 0; k < kLanes; ++k) {
-        l.u[k] = u;
-        l.v[k] = v;
-        Step(u, w.du, w.U);
-        Step(v, w.dv, w.V);
-    }
-    l.du = IntoPeriod(int64_t{w.du} * kLanes, w.U);
-    l.dv = IntoPeriod(int64_t{w.dv} * kLanes, w.V);
-    return l;
 }
 
 template <class Pixel>
 __attribute__((target("avx2"))) void RowAvx2(const AffineSource& s, Pixel* out, RowWalk w) {
     if (w.count < 8) return RowScalar(s, out, w);
-    const Lanes<8> l = FirstLanes<8>(w);
-    __m256i u = _mm256_load_si256(reinterpret_cast<const __m256i*>(l.u));
-    __m256i v = _mm256_load_si256(reinterpret_cast<const __m256i*>(l.v));
-    const __m256i du = _mm256_set1_epi32(l.du), dv = _mm256_set1_epi32(l.dv);
-    const __m256i uLast = _mm256_set1_epi32(w.U - 1), vLast = _mm256_set1_epi32(w.V - 1);
-    const __m256i U = _mm256_set1_epi32(w.U), V = _mm256_set1_epi32(w.V);
+    const Steps& st = *w.steps;
+    const __m256i du = _mm256_set1_epi32(st.du8), dv = _mm256_set1_epi32(st.dv8);
+    const __m256i uLast = _mm256_set1_epi32(st.U - 1), vLast = _mm256_set1_epi32(st.V - 1);
+    const __m256i U = _mm256_set1_epi32(st.U), V = _mm256_set1_epi32(st.V);
+    // Lane k starts k steps on: the first coordinates plus the lane's
+    // offset, brought back into the period.
+    __m256i u = _mm256_add_epi32(_mm256_set1_epi32(w.u), _mm256_load_si256(reinterpret_cast<const __m256i*>(st.laneU)));
+    __m256i v = _mm256_add_epi32(_mm256_set1_epi32(w.v), _mm256_load_si256(reinterpret_cast<const __m256i*>(st.laneV)));
+    u = _mm256_sub_epi32(u, _mm256_and_si256(_mm256_cmpgt_epi32(u, uLast), U));
+    v = _mm256_sub_epi32(v, _mm256_and_si256(_mm256_cmpgt_epi32(v, vLast), V));
     const __m256i xTop = _mm256_set1_epi32(2 * s.width - 1), rTop = _mm256_set1_epi32(2 * s.height - 1);
     const __m256i rowBytes = _mm256_set1_epi32(s.rowBytes);
     const auto base = reinterpret_cast<const int*>(s.pixels);
@@ -123,11 +131,13 @@ __attribute__((target("avx2"))) void RowAvx2(const AffineSource& s, Pixel* out, 
 template <class Pixel>
 __attribute__((target("avx512f,avx512bw"))) void RowAvx512(const AffineSource& s, Pixel* out, RowWalk w) {
     if (w.count < 16) return RowAvx2(s, out, w);
-    const Lanes<16> l = FirstLanes<16>(w);
-    __m512i u = _mm512_load_si512(l.u);
-    __m512i v = _mm512_load_si512(l.v);
-    const __m512i du = _mm512_set1_epi32(l.du), dv = _mm512_set1_epi32(l.dv);
-    const __m512i U = _mm512_set1_epi32(w.U), V = _mm512_set1_epi32(w.V);
+    const Steps& st = *w.steps;
+    const __m512i du = _mm512_set1_epi32(st.du16), dv = _mm512_set1_epi32(st.dv16);
+    const __m512i U = _mm512_set1_epi32(st.U), V = _mm512_set1_epi32(st.V);
+    __m512i u = _mm512_add_epi32(_mm512_set1_epi32(w.u), _mm512_load_si512(st.laneU));
+    __m512i v = _mm512_add_epi32(_mm512_set1_epi32(w.v), _mm512_load_si512(st.laneV));
+    u = _mm512_mask_sub_epi32(u, _mm512_cmpge_epi32_mask(u, U), u, U);
+    v = _mm512_mask_sub_epi32(v, _mm512_cmpge_epi32_mask(v, V), v, V);
     const __m512i xTop = _mm512_set1_epi32(2 * s.width - 1), rTop = _mm512_set1_epi32(2 * s.height - 1);
     const __m512i rowBytes = _mm512_set1_epi32(s.rowBytes);
     const auto base = s.pixels;
@@ -160,9 +170,10 @@ template <class Pixel>
 void PaintRows(const AffineSource& s, const AffineMatrix& m, const SpanTarget& t, double xOffset, double yOffset,
                SimdLevel level) {
     const int32_t U = s.width << 17, V = s.height << 17;
-    RowWalk w{0, 0, 0, 0, U, V, 0};
-    w.du = IntoPeriod(Fixed(((m.a + m.c * 0.0) + m.e) - ((m.a * 0.0 + m.c * 0.0) + m.e)), U);
-    w.dv = IntoPeriod(Fixed(((m.b + m.d * 0.0) + m.f) - ((m.b * 0.0 + m.d * 0.0) + m.f)), V);
+    const Steps steps =
+        MakeSteps(IntoPeriod(Fixed(((m.a + m.c * 0.0) + m.e) - ((m.a * 0.0 + m.c * 0.0) + m.e)), U),
+                  IntoPeriod(Fixed(((m.b + m.d * 0.0) + m.f) - ((m.b * 0.0 + m.d * 0.0) + m.f)), V), U, V);
+    RowWalk w{&steps, 0, 0, 0};
     for (int32_t i = 0; i < t.rows; ++i) {
         const int32_t start = t.spans ? t.spans[i].Start : 0;
         const double X = start + xOffset, Y = i + yOffset;
