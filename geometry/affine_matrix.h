@@ -59,8 +59,8 @@ struct SpanTarget {
 // Nearest-neighbour sampling in 16.16 fixed point, the source mirrored at
 // its right and bottom edges and repeated every two widths and heights.
 // Row i of the target samples the points (Start + j + xOffset, i + yOffset)
-// through m. The vector levels gather; they must not be used when the
-// output and the source share memory, since pixels painted earlier in a row
-// may be read again later in it.
+// through m. Pixels are read and written one after the other at every
+// level, so a target that shares the source's memory gets the same picture
+// at every level.
 void PaintAffineSpans(const AffineSource& source, const AffineMatrix& m, const SpanTarget& target,
                       double xOffset, double yOffset, SimdLevel level);

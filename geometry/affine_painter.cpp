@@ -1,8 +1,10 @@
 // The span painter: per row, 16.16 source coordinates stepped across the
 // run, mirrored into the source, one pixel copied each. The vector levels
-// step 8 or 16 lanes at a time and gather; the coordinates of lane k are
-// those the one-pixel recurrence reaches k steps on, so every level paints
-// the same pixels.
+// work out the addresses of 8 or 16 pixels at a time (lane k holds the
+// coordinates the one-pixel recurrence reaches k steps on) and then move
+// the pixels one by one, in order: on this processor that beats a gather,
+// and a painter that reads what it has just written (in place) reads it as
+// the one-pixel loop does.
 #include <cstring>
 
 #include "geometry/affine_matrix.h"
@@ -63,22 +65,23 @@ struct RowWalk {
 };
 
 template <class Pixel>
-inline Pixel SamplePixel(const AffineSource& s, int32_t u, int32_t v) {
-    int32_t r = v >> 16;
-    if (r >= s.height) r = 2 * s.height - r - 1;
-    int32_t x = u >> 16;
-    if (x >= s.width) x = 2 * s.width - x - 1;
-    Pixel p;
-    std::memcpy(&p, s.pixels + s.rowOffsets[r] + static_cast<uint32_t>(x) * sizeof(Pixel), sizeof p);
-    return p;
-}
-
-template <class Pixel>
 void RowScalar(const AffineSource& s, Pixel* out, RowWalk w) {
+    // Everything in locals: the pixel stores could otherwise alias them.
+    const uint8_t* pixels = s.pixels;
+    const uint32_t* rowOffsets = s.rowOffsets;
+    const int32_t width = s.width, height = s.height;
+    const int32_t du = w.steps->du, dv = w.steps->dv, U = w.steps->U, V = w.steps->V;
+    int32_t u = w.u, v = w.v;
     for (int32_t j = 0; j < w.count; ++j) {
-        StorePixel(out, j, SamplePixel<Pixel>(s, w.u, w.v));
-        Step(w.u, w.steps->du, w.steps->U);
-        Step(w.v, w.steps->dv, w.steps->V);
+        int32_t r = v >> 16;
+        if (r >= height) r = 2 * height - r - 1;
+        int32_t x = u >> 16;
+        if (x >= width) x = 2 * width - x - 1;
+        Pixel p;
+        std::memcpy(&p, pixels + rowOffsets[r] + static_cast<uint32_t>(x) * sizeof(Pixel), sizeof p);
+        StorePixel(out, j, p);
+        Step(u, du, U);
+        Step(v, dv, V);
     }
 }
 
@@ -97,26 +100,17 @@ __attribute__((target("avx2"))) void RowAvx2(const AffineSource& s, Pixel* out, 
     v = _mm256_sub_epi32(v, _mm256_and_si256(_mm256_cmpgt_epi32(v, vLast), V));
     const __m256i xTop = _mm256_set1_epi32(2 * s.width - 1), rTop = _mm256_set1_epi32(2 * s.height - 1);
     const __m256i rowBytes = _mm256_set1_epi32(s.rowBytes);
-    const auto base = reinterpret_cast<const int*>(s.pixels);
+    const uint8_t* base = s.pixels;
+    constexpr int kShift = sizeof(Pixel) == 4 ? 2 : 1;
     int32_t j = 0;
     for (; j + 8 <= w.count; j += 8) {
         // Mirrored at the far edge: min(r, 2 SH - 1 - r) for r in 0 .. 2 SH - 1.
         const __m256i r = _mm256_min_epi32(_mm256_srli_epi32(v, 16), _mm256_sub_epi32(rTop, _mm256_srli_epi32(v, 16)));
         const __m256i x = _mm256_min_epi32(_mm256_srli_epi32(u, 16), _mm256_sub_epi32(xTop, _mm256_srli_epi32(u, 16)));
-        if constexpr (sizeof(Pixel) == 4) {
-            const __m256i offset = _mm256_add_epi32(_mm256_mullo_epi32(r, rowBytes), _mm256_slli_epi32(x, 2));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + j), _mm256_i32gather_epi32(base, offset, 1));
-        } else {
-            // 32-bit reads that end with the pixel, or start with it at offset 0.
-            const __m256i offset = _mm256_add_epi32(_mm256_mullo_epi32(r, rowBytes), _mm256_slli_epi32(x, 1));
-            const __m256i back = _mm256_min_epi32(offset, _mm256_set1_epi32(2));
-            const __m256i words = _mm256_i32gather_epi32(base, _mm256_sub_epi32(offset, back), 1);
-            const __m256i pixels = _mm256_srlv_epi32(words, _mm256_slli_epi32(back, 3));
-            const __m256i packed = _mm256_packus_epi32(_mm256_and_si256(pixels, _mm256_set1_epi32(0xFFFF)),
-                                                       _mm256_setzero_si256());
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + j),
-                             _mm256_castsi256_si128(_mm256_permute4x64_epi64(packed, 0x08)));
-        }
+        alignas(32) uint32_t at[8];
+        _mm256_store_si256(reinterpret_cast<__m256i*>(at),
+                           _mm256_add_epi32(_mm256_mullo_epi32(r, rowBytes), _mm256_slli_epi32(x, kShift)));
+        for (int k = 0; k < 8; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
         u = _mm256_add_epi32(u, du);
         u = _mm256_sub_epi32(u, _mm256_and_si256(_mm256_cmpgt_epi32(u, uLast), U));
         v = _mm256_add_epi32(v, dv);
@@ -140,21 +134,15 @@ __attribute__((target("avx512f,avx512bw"))) void RowAvx512(const AffineSource& s
     v = _mm512_mask_sub_epi32(v, _mm512_cmpge_epi32_mask(v, V), v, V);
     const __m512i xTop = _mm512_set1_epi32(2 * s.width - 1), rTop = _mm512_set1_epi32(2 * s.height - 1);
     const __m512i rowBytes = _mm512_set1_epi32(s.rowBytes);
-    const auto base = s.pixels;
+    const uint8_t* base = s.pixels;
+    constexpr int kShift = sizeof(Pixel) == 4 ? 2 : 1;
     int32_t j = 0;
     for (; j + 16 <= w.count; j += 16) {
         const __m512i r = _mm512_min_epi32(_mm512_srli_epi32(v, 16), _mm512_sub_epi32(rTop, _mm512_srli_epi32(v, 16)));
         const __m512i x = _mm512_min_epi32(_mm512_srli_epi32(u, 16), _mm512_sub_epi32(xTop, _mm512_srli_epi32(u, 16)));
-        if constexpr (sizeof(Pixel) == 4) {
-            const __m512i offset = _mm512_add_epi32(_mm512_mullo_epi32(r, rowBytes), _mm512_slli_epi32(x, 2));
-            _mm512_storeu_si512(out + j, _mm512_i32gather_epi32(offset, base, 1));
-        } else {
-            const __m512i offset = _mm512_add_epi32(_mm512_mullo_epi32(r, rowBytes), _mm512_slli_epi32(x, 1));
-            const __m512i back = _mm512_min_epi32(offset, _mm512_set1_epi32(2));
-            const __m512i words = _mm512_i32gather_epi32(_mm512_sub_epi32(offset, back), base, 1);
-            const __m512i pixels = _mm512_srlv_epi32(words, _mm512_slli_epi32(back, 3));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + j), _mm512_cvtepi32_epi16(pixels));
-        }
+        alignas(64) uint32_t at[16];
+        _mm512_store_si512(at, _mm512_add_epi32(_mm512_mullo_epi32(r, rowBytes), _mm512_slli_epi32(x, kShift)));
+        for (int k = 0; k < 16; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
         u = _mm512_add_epi32(u, du);
         u = _mm512_mask_sub_epi32(u, _mm512_cmpge_epi32_mask(u, U), u, U);
         v = _mm512_add_epi32(v, dv);
@@ -196,11 +184,6 @@ void PaintRows(const AffineSource& s, const AffineMatrix& m, const SpanTarget& t
 
 void PaintAffineSpans(const AffineSource& source, const AffineMatrix& m, const SpanTarget& target, double xOffset,
                       double yOffset, SimdLevel level) {
-    // The 16-bit gathers read four bytes around each pixel: the source must
-    // hold at least that many.
-    const int64_t sourceBytes =
-        int64_t{source.rowOffsets[source.height - 1]} + int64_t{source.width} * source.bytesPerPixel;
-    if (sourceBytes < 4) level = SimdLevel::kScalar;
     if (source.bytesPerPixel == 4)
         PaintRows<uint32_t>(source, m, target, xOffset, yOffset, level);
     else

@@ -179,7 +179,7 @@ void CKaleido2Base::PaintSpans(const AffineMatrix& m, int32_t row, int32_t rows,
     if (rows <= 0) return;
     const AffineSource from{source->pixels, RowOffsets, srcRowBytes, srcWidth, srcHeight, bytesPerPixel};
     const SpanTarget to{CentreRow(row), upward ? -ptrdiff_t{dstRowBytes} : dstRowBytes, rows, spans, TileColumns};
-    PaintAffineSpans(from, m, to, xOffset, yOffset, paintLevel);
+    PaintAffineSpans(from, m, to, xOffset, yOffset, level);
 }
 
 SpanEntry* CKaleido2Base::NewSpanBuffer(int32_t count) {
@@ -211,13 +211,6 @@ void CKaleido2Base::AddOffsets(AffineMatrix& m) {
 
 void CKaleido2Base::Render() {
     if (!IsReady() || !SurfacesUnchanged()) return;
-    // The painter gathers whole vectors of pixels before it stores them:
-    // in place, a later pixel of a row may have to read an earlier one.
-    const uint8_t* srcEnd = source->pixels + ptrdiff_t{srcRowBytes} * srcHeight;
-    const uint8_t* dstEnd = destination->pixels + ptrdiff_t{dstRowBytes} * dstHeight;
-    const bool shared = source->pixels < dstEnd && destination->pixels < srcEnd;
-    paintLevel = shared ? SimdLevel::kScalar : level;
-
     Zoom = ScaleFactor ? std::pow(0.5, ScaleFactor->GetValue()) : 1.0;
     const double T = std::pow(GridBase, GridFactor->GetValue()) * 0.1875 * TileExtent;
     TileScale = ComputeTileScale(T);

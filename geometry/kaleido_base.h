@@ -147,6 +147,4 @@ private:
     bool SurfacesUnchanged() const;
     void DoubleVertically(int32_t finished);
     void DoubleHorizontally();
-
-    SimdLevel paintLevel;  // scalar when the painter reads what it writes
 };
