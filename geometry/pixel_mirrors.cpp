@@ -134,37 +134,52 @@ void MirrorRowsDown(const PixelPlane& plane, uint8_t* p, int32_t cols, int32_t r
     for (int32_t k = 0; k < rows; ++k) MoveRun(plane, p + (k + 1) * plane.rowBytes, p - k * plane.rowBytes, run);
 }
 
+// The diagonal mirrors read columns and write rows (or the reverse): they
+// walk their triangle in square blocks so that the lines of both stay in
+// cache. lo(j) and hi(j) bound the columns of row j (inclusive lo,
+// exclusive hi); body moves one pixel.
+template <class Lo, class Hi, class Body>
+void Blocked(int32_t rowEnd, Lo lo, Hi hi, Body body) {
+    constexpr int32_t kBlock = 16;
+    int32_t widest = 0;
+    for (int32_t j = 0; j < rowEnd; ++j) widest = std::max(widest, hi(j));
+    for (int32_t jb = 0; jb < rowEnd; jb += kBlock)
+        for (int32_t xb = 0; xb < widest; xb += kBlock)
+            for (int32_t j = jb; j < std::min(jb + kBlock, rowEnd); ++j)
+                for (int32_t x = std::max(xb, lo(j)); x < std::min(xb + kBlock, hi(j)); ++x) body(j, x);
+}
+
 void MirrorDiagonalDown(const PixelPlane& plane, uint8_t* p, int32_t count) {
     ForPixel(plane, p, [&](auto sq) {
-        for (int32_t r = 1; r < count; ++r)
-            for (int32_t k = 0; k < r; ++k) sq.move(r, k, k, r);
+        Blocked(count, [](int32_t) { return 0; }, [](int32_t r) { return r; },
+                [&](int32_t r, int32_t k) { sq.move(r, k, k, r); });
     });
 }
 
 void MirrorDiagonalUp(const PixelPlane& plane, uint8_t* p, int32_t count) {
     ForPixel(plane, p, [&](auto sq) {
-        for (int32_t r = 1; r < count; ++r)
-            for (int32_t k = 0; k < r; ++k) sq.move(k, r, r, k);
+        Blocked(count, [](int32_t) { return 0; }, [](int32_t r) { return r; },
+                [&](int32_t r, int32_t k) { sq.move(k, r, r, k); });
     });
 }
 
 void MirrorDiagonalUpLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m) {
     ForPixel(plane, p, [&](auto sq) {
-        for (int32_t j = 0; j < n - 1; ++j)
-            for (int32_t x = std::min(n - 1 - j, m - 1); x > j; --x) sq.move(j, x, x, j);
+        Blocked(n - 1, [](int32_t j) { return j + 1; }, [&](int32_t j) { return std::min(n - 1 - j, m - 1) + 1; },
+                [&](int32_t j, int32_t x) { sq.move(j, x, x, j); });
     });
 }
 
 void MirrorDiagonalDownLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m) {
     ForPixel(plane, p, [&](auto sq) {
-        for (int32_t j = 0; j < n - 1; ++j)
-            for (int32_t x = std::min(n - 1 - j, m - 1); x > j; --x) sq.move(x, j, j, x);
+        Blocked(n - 1, [](int32_t j) { return j + 1; }, [&](int32_t j) { return std::min(n - 1 - j, m - 1) + 1; },
+                [&](int32_t j, int32_t x) { sq.move(x, j, j, x); });
     });
 }
 
 void MirrorAntiDiagonal(const PixelPlane& plane, uint8_t* p, int32_t c) {
     ForPixel(plane, p, [&](auto sq) {
-        for (int32_t j = 0; j < c - 1; ++j)
-            for (int32_t k = 0; j + k < c - 1; ++k) sq.move(c - 1 - k, c - 1 - j, j, k);
+        Blocked(c - 1, [](int32_t) { return 0; }, [&](int32_t j) { return c - 1 - j; },
+                [&](int32_t j, int32_t k) { sq.move(c - 1 - k, c - 1 - j, j, k); });
     });
 }
