@@ -1,10 +1,12 @@
 // The module's effects: each case renders the test card through the module's
 // RenderEffect, one frame an iteration, with time moving on 40 ms a frame.
+// Effects with a parameter sweep get a case for each of its values too.
 #include <benchmark/benchmark.h>
 
 #include "bench/case_state.h"
 #include "bench/cases.h"
 #include "bench/frames.h"
+#include "bench/tables.h"
 #include "host/host_error.h"
 #include "host/host_surface.h"
 
@@ -13,7 +15,6 @@ namespace bench {
 namespace {
 
 constexpr std::array<int32_t, 4> kUncataloguedParams = {128, 128, 128, 128};
-constexpr int32_t kCaseFormats[] = {kFormatXrgb, kFormat565};
 
 struct EffectState : CaseState {
     EffectState(const fxhost::EffectModule& module, const EffectCase& c)
@@ -41,6 +42,25 @@ void RunEffect(benchmark::State& state, const fxhost::EffectModule& module, cons
     }
     benchmark::DoNotOptimize(s->destination.row(0));
     state.SetItemsProcessed(state.iterations());
+}
+
+void RegisterEffectCase(const fxhost::EffectModule& module, const EffectCase& c, const std::string& caseName) {
+    benchmark::RegisterBenchmark(caseName.c_str(), [&module, c, caseName](benchmark::State& state) {
+        RunEffect(state, module, c, caseName);
+    })->Unit(benchmark::kMillisecond);
+}
+
+// A case for each value of the effect's sweeps, the other parameters as c has
+// them.
+void RegisterSweepCases(const fxhost::EffectModule& module, const EffectCase& c) {
+    for (const ParamSweep& sweep : kParamSweeps) {
+        if (c.name != sweep.effect) continue;
+        for (int32_t value : sweep.values) {
+            EffectCase at = c;
+            at.params[sweep.slot] = value;
+            RegisterEffectCase(module, at, SweepCaseName(c.name, c.format, sweep.label, value));
+        }
+    }
 }
 
 // Whether the module gives an instance for the name at this format.
@@ -72,10 +92,8 @@ std::vector<EffectCase> RegisterEffectCases(const fxhost::EffectModule& module,
                 continue;
             }
             EffectCase c{name, format, params};
-            const std::string caseName = EffectCaseName(name, format);
-            benchmark::RegisterBenchmark(caseName.c_str(), [&module, c, caseName](benchmark::State& state) {
-                RunEffect(state, module, c, caseName);
-            })->Unit(benchmark::kMillisecond);
+            RegisterEffectCase(module, c, EffectCaseName(name, format));
+            RegisterSweepCases(module, c);
             cases.push_back(std::move(c));
         }
         if (missing.size() == std::size(kCaseFormats))

@@ -34,6 +34,14 @@ std::string FirstFrameCaseName(const std::string& effect, int32_t format) {
     return "first/" + effect + "/" + DepthLabel(format);
 }
 
+std::string SweepName(const std::string& effect, int32_t format) {
+    return "sweep/" + effect + "/" + DepthLabel(format);
+}
+
+std::string SweepCaseName(const std::string& effect, int32_t format, const std::string& label, int32_t value) {
+    return SweepName(effect, format) + "/" + label + "=" + std::to_string(value);
+}
+
 std::string MemcpyCaseName(int bytesPerPixel) { return "memcpy/" + std::to_string(bytesPerPixel * 8); }
 
 std::string PeerCaseName(const std::string& plugin) { return "frei0r/" + plugin; }

@@ -12,6 +12,8 @@ namespace bench {
 constexpr int kFrameWidth = 1920;
 constexpr int kFrameHeight = 1080;
 constexpr uint32_t kFrameStepMs = 40;  // 25 frames a second
+// The formats every effect is timed at.
+constexpr int32_t kCaseFormats[] = {kFormatXrgb, kFormat565};
 
 // The test card at the frame size, made once.
 const fxhost::Image& TestCardFrame();
@@ -26,6 +28,10 @@ int BytesPerPixel(int32_t format);
 std::string EffectCaseName(const std::string& effect, int32_t format);
 // The first render in a freshly loaded module: first/<effect>/<depth>.
 std::string FirstFrameCaseName(const std::string& effect, int32_t format);
+// An effect's sweep of one parameter, sweep/<effect>/<depth>, and its case
+// at one value, sweep/<effect>/<depth>/<label>=<value>.
+std::string SweepName(const std::string& effect, int32_t format);
+std::string SweepCaseName(const std::string& effect, int32_t format, const std::string& label, int32_t value);
 std::string MemcpyCaseName(int bytesPerPixel);  // memcpy/32, memcpy/16
 std::string PeerCaseName(const std::string& plugin);
 

@@ -13,9 +13,11 @@ constexpr int kModelBgra8888 = 0;
 constexpr int kModelRgba8888 = 1;
 constexpr int kModelPacked32 = 2;
 
-// Parameter types; booleans and numbers are both passed as a double.
+// Parameter types; booleans and numbers are both passed as a double, a
+// position as two (x, y).
 constexpr int kParamBool = 0;
 constexpr int kParamDouble = 1;
+constexpr int kParamPosition = 3;
 
 struct PluginInfo {
     const char* name;

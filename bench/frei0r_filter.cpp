@@ -97,7 +97,8 @@ int Frei0rFilter::paramIndex(const std::string& name) const {
         f0r::ParamInfo param{};
         getParamInfo_(&param, i);
         if (param.name && strcasecmp(param.name, name.c_str()) == 0 &&
-            (param.type == f0r::kParamBool || param.type == f0r::kParamDouble))
+            (param.type == f0r::kParamBool || param.type == f0r::kParamDouble ||
+             param.type == f0r::kParamPosition))
             return i;
     }
     return -1;
@@ -112,10 +113,11 @@ Frei0rFilter::Instance::Instance(const Frei0rFilter& filter, int width, int heig
         const int index = filter.paramIndex(setting.name);
         if (index < 0) {
             filter.destruct_(instance_);
-            throw std::runtime_error(filter.plugin_ + " has no number parameter \"" + setting.name + "\"");
+            throw std::runtime_error(filter.plugin_ + " has no settable parameter \"" + setting.name + "\"");
         }
-        double value = setting.value;
-        filter.setParamValue_(instance_, &value, index);
+        // A number or boolean reads the first double only.
+        double value[2] = {setting.value, setting.y};
+        filter.setParamValue_(instance_, value, index);
     }
 }
 

@@ -11,10 +11,11 @@
 namespace bench {
 
 // A parameter set by its declared name (matched ignoring case); booleans
-// take 0 or 1.
+// take 0 or 1, positions value as x and y.
 struct Frei0rSetting {
     const char* name;
     double value;
+    double y = 0;
 };
 
 class Frei0rFilter {
@@ -34,7 +35,7 @@ public:
     class Instance {
     public:
         // Throws std::runtime_error when the plugin makes no instance or
-        // has no parameter of a setting's name.
+        // has no number, boolean or position parameter of a setting's name.
         Instance(const Frei0rFilter& filter, int width, int height,
                  const std::vector<Frei0rSetting>& settings);
         ~Instance();

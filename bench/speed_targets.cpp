@@ -52,12 +52,48 @@ std::string Verdict(const std::vector<Goal>& goals) {
     return text + ": " + (missed ? "MISS" : unknown ? "n/a" : "PASS");
 }
 
+// The values of a sweep at this format whose case did not run, as label=value.
+std::vector<std::string> MissingSweepValues(const RunResults& results, const ParamSweep& sweep, int32_t format) {
+    std::vector<std::string> missing;
+    for (int32_t value : sweep.values)
+        if (!TimeOf(results, SweepCaseName(sweep.effect, format, sweep.label, value)))
+            missing.push_back(Format("%s=%d", sweep.label, value));
+    return missing;
+}
+
 // The cases besides its own that a target needs.
 std::vector<std::string> ReferenceCases(const SpeedTarget& target) {
     std::vector<std::string> cases;
     if (target.twin) cases.push_back(EffectCaseName(target.twin, target.format));
-    if (target.peer.plugin) cases.push_back(PeerCaseName(target.peer.plugin));
+    for (const PeerLimit& limit : target.peers) cases.push_back(PeerCaseName(limit.plugin));
     return cases;
+}
+
+void AddUnmeasuredSpeedTargets(const RunResults& results, std::vector<std::string>& unmeasured) {
+    for (const SpeedTarget& target : kSpeedTargets) {
+        const std::string caseName = EffectCaseName(target.effect, target.format);
+        if (!TimeOf(results, caseName)) {
+            unmeasured.push_back(caseName);
+            continue;
+        }
+        std::vector<std::string> missing;
+        for (const std::string& reference : ReferenceCases(target))
+            if (!TimeOf(results, reference)) missing.push_back(reference);
+        if (!missing.empty()) unmeasured.push_back(caseName + " (no " + Join(missing, "; ") + ")");
+    }
+}
+
+void AddUnmeasuredSweeps(const RunResults& results, std::vector<std::string>& unmeasured) {
+    for (const ParamSweep& sweep : kParamSweeps) {
+        for (int32_t format : kCaseFormats) {
+            const std::vector<std::string> missing = MissingSweepValues(results, sweep, format);
+            const std::string name = SweepName(sweep.effect, format);
+            if (missing.size() == sweep.values.size())
+                unmeasured.push_back(name);
+            else if (!missing.empty())
+                unmeasured.push_back(name + " (no " + Join(missing, ", ") + ")");
+        }
+    }
 }
 
 }  // namespace
@@ -71,26 +107,33 @@ std::string TargetVerdict(const RunResults& results, const Baselines& baselines,
     for (const SpeedTarget& target : kSpeedTargets) {
         if (effect != target.effect || format != target.format) continue;
         std::vector<Goal> goals = {TimeGoal(target, results, *ms, baseline->second)};
-        if (target.peer.plugin) goals.push_back(PeerGoal(target.peer, results, *ms));
+        for (const PeerLimit& limit : target.peers) goals.push_back(PeerGoal(limit, results, *ms));
         if (!text.empty()) text += "; ";
         text += Verdict(goals);
     }
     return text;
 }
 
+std::optional<SweepWorst> WorstOfSweep(const RunResults& results, const ParamSweep& sweep, int32_t format) {
+    std::optional<SweepWorst> worst;
+    for (int32_t value : sweep.values) {
+        const auto ms = TimeOf(results, SweepCaseName(sweep.effect, format, sweep.label, value));
+        if (ms && (!worst || *ms > worst->ms)) worst = SweepWorst{value, *ms};
+    }
+    if (worst) worst->complete = MissingSweepValues(results, sweep, format).empty();
+    return worst;
+}
+
+std::string SweepVerdict(const ParamSweep& sweep, const SweepWorst& worst, double memcpyMs) {
+    const bool within = worst.ms / memcpyMs <= sweep.maxTimesMemcpy;
+    const Outcome outcome = !within ? Outcome::kMiss : worst.complete ? Outcome::kPass : Outcome::kUnknown;
+    return Verdict({{Format("<= %gx memcpy", sweep.maxTimesMemcpy), outcome}});
+}
+
 std::vector<std::string> UnmeasuredTargets(const RunResults& results) {
     std::vector<std::string> unmeasured;
-    for (const SpeedTarget& target : kSpeedTargets) {
-        const std::string caseName = EffectCaseName(target.effect, target.format);
-        if (!TimeOf(results, caseName)) {
-            unmeasured.push_back(caseName);
-            continue;
-        }
-        std::string missing;
-        for (const std::string& reference : ReferenceCases(target))
-            if (!TimeOf(results, reference)) missing += (missing.empty() ? "" : "; ") + reference;
-        if (!missing.empty()) unmeasured.push_back(caseName + " (no " + missing + ")");
-    }
+    AddUnmeasuredSpeedTargets(results, unmeasured);
+    AddUnmeasuredSweeps(results, unmeasured);
     return unmeasured;
 }
 

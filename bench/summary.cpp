@@ -12,13 +12,16 @@ namespace {
 using Table = std::vector<std::vector<std::string>>;
 
 bool EffectRanAt(const SummaryInput& input, int bytesPerPixel) {
+    auto ran = [&](int32_t format, const std::string& caseName) {
+        return BytesPerPixel(format) == bytesPerPixel && TimeOf(input.results, caseName);
+    };
     for (const EffectCase& c : input.effects)
-        if (BytesPerPixel(c.format) == bytesPerPixel && TimeOf(input.results, EffectCaseName(c.name, c.format)))
-            return true;
+        if (ran(c.format, EffectCaseName(c.name, c.format))) return true;
     for (const EffectCase& c : input.firstFrames)
-        if (BytesPerPixel(c.format) == bytesPerPixel &&
-            TimeOf(input.results, FirstFrameCaseName(c.name, c.format)))
-            return true;
+        if (ran(c.format, FirstFrameCaseName(c.name, c.format))) return true;
+    for (const ParamSweep& sweep : kParamSweeps)
+        for (int32_t format : kCaseFormats)
+            if (BytesPerPixel(format) == bytesPerPixel && WorstOfSweep(input.results, sweep, format)) return true;
     return false;
 }
 
@@ -66,6 +69,29 @@ void PrintEffects(std::FILE* out, const SummaryInput& input, const Baselines& ba
                          TargetVerdict(input.results, baselines, c.name, c.format)});
     }
     PrintTable(out, table, {false, false, true, true, false, false});
+}
+
+// Each sweep at each depth it ran at: x memcpy at the defaults, the slowest
+// value with its time and x memcpy, and the sweep's target.
+void PrintSweeps(std::FILE* out, const SummaryInput& input, const Baselines& baselines) {
+    Table table = {{"Sweep", "Depth", "x memcpy at defaults", "Slowest at", "ms/frame", "x memcpy", "Target"}};
+    for (const ParamSweep& sweep : kParamSweeps) {
+        for (int32_t format : kCaseFormats) {
+            const auto worst = WorstOfSweep(input.results, sweep, format);
+            if (!worst) continue;
+            const double memcpyMs = baselines.at(BytesPerPixel(format));
+            const auto defaultMs = TimeOf(input.results, EffectCaseName(sweep.effect, format));
+            table.push_back({sweep.effect, DepthLabel(format), defaultMs ? Ratio(*defaultMs / memcpyMs) : "",
+                             Format("%s=%d", sweep.label, worst->value), Milliseconds(worst->ms),
+                             Ratio(worst->ms / memcpyMs), SweepVerdict(sweep, *worst, memcpyMs)});
+        }
+    }
+    if (table.size() == 1) return;
+    std::fprintf(out,
+                 "Sweeps: the effect at each value of one parameter, the others at their defaults;\n"
+                 "the slowest value's time.\n\n");
+    PrintTable(out, table, {false, false, true, false, true, true, false});
+    std::fprintf(out, "\n");
 }
 
 // Effect, depth, ms for the first frame, x memcpy, and x the effect's later
@@ -137,6 +163,7 @@ void PrintSummary(std::FILE* out, const SummaryInput& input) {
     PrintHeading(out, input, baselines, measuredHere);
     PrintEffects(out, input, baselines);
     std::fprintf(out, "\n");
+    PrintSweeps(out, input, baselines);
     PrintFirstFrames(out, input, baselines);
     PrintNotes(out, input);
 }

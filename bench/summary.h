@@ -1,6 +1,7 @@
 // The summary printed after the run: each effect's time per frame, its ratio
-// to memcpy of the same depth and to its frei0r peers, the speed targets, and
-// the first frames of the effects that build tables at their first render.
+// to memcpy of the same depth and to its frei0r peers, the speed targets, the
+// slowest value of each parameter sweep, and the first frames of the effects
+// that build tables at their first render.
 #pragma once
 
 #include <cstdio>

@@ -21,6 +21,12 @@ std::string Format(const char* format, ...) {
 std::string Milliseconds(double ms) { return ms < 0.001 ? "<0.001" : Format("%.3f", ms); }
 std::string Ratio(double ratio) { return ratio < 0.01 ? "<0.01" : Format("%.2f", ratio); }
 
+std::string Join(const std::vector<std::string>& items, const std::string& separator) {
+    std::string text;
+    for (size_t i = 0; i < items.size(); ++i) text += (i > 0 ? separator : "") + items[i];
+    return text;
+}
+
 void PrintList(std::FILE* out, const std::string& heading, const std::vector<std::string>& items) {
     std::string line = heading;
     for (size_t i = 0; i < items.size(); ++i) {

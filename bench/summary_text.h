@@ -13,6 +13,7 @@ __attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...
 // some depth shows as that rather than as 0.000.
 std::string Milliseconds(double ms);
 std::string Ratio(double ratio);
+std::string Join(const std::vector<std::string>& items, const std::string& separator);
 
 // Prints items separated by ", ", wrapping lines at about 100 columns.
 void PrintList(std::FILE* out, const std::string& heading, const std::vector<std::string>& items);

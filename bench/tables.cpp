@@ -6,6 +6,11 @@
 
 namespace bench {
 
+namespace {
+// Geometric remaps, the nearest the frei0r filters come to a kaleidoscope.
+const std::vector<const char*> kRemaps = {"scale0tilt", "perspective", "distort0r"};
+}  // namespace
+
 const std::vector<PeerFilter> kPeerFilters = {
     {"posterize", {}},
     {"brightness", {{"Brightness", 0.6}}},
@@ -19,6 +24,12 @@ const std::vector<PeerFilter> kPeerFilters = {
     {"invert0r", {}},
     // Levels on luma with the input range narrowed, as a three-point curve does.
     {"levels", {{"Channel", 0.3}, {"Input black level", 0.1}, {"Input white level", 0.8}, {"Show histogram", 0.0}}},
+    // Enlarged by a fifth: every output pixel is resampled.
+    {"scale0tilt", {{"Scale X", 0.6}, {"Scale Y", 0.6}}},
+    // A keystone: the top corners pulled in by a tenth of the width.
+    {"perspective", {{"Top Left", 0.1, 0.0}, {"Top Right", 0.9, 0.0}}},
+    // A moderate plasma ripple over the whole frame.
+    {"distort0r", {{"Amplitude", 0.5}, {"Frequency", 0.01}}},
 };
 
 const std::vector<EffectPeers> kEffectPeers = {
@@ -46,6 +57,14 @@ const std::vector<EffectPeers> kEffectPeers = {
     {"Tinta Special FX", {"hueshift0r"}},
     {"Tinta Special FX Smooth", {"hueshift0r"}},
     {"MotionBlur", {"baltan"}},
+    {"Triangle Kaleido", kRemaps},
+    {"Cyclic Triangle Kaleido", kRemaps},
+    {"Square Kaleido", kRemaps},
+    {"Square Kaleido Cyclic", kRemaps},
+    {"Hexagon Kaleido", kRemaps},
+    {"Hexagon Kaleido Cyclic", kRemaps},
+    {"Lozenge Kaleido", kRemaps},
+    {"Lozenge Kaleido Cyclic", kRemaps},
 };
 
 namespace {
@@ -55,35 +74,35 @@ constexpr PeerLimit kFasterThanContrast0r{"contrast0r", Bound::kBelow, 1.0};
 constexpr PeerLimit kFasterThanLevels{"levels", Bound::kBelow, 1.0};
 constexpr PeerLimit kFasterThanBrightness{"brightness", Bound::kBelow, 1.0};
 constexpr PeerLimit kFasterThanHueshift{"hueshift0r", Bound::kBelow, 1.0};
+const std::vector<PeerLimit> kFasterThanRemaps = {
+    {"scale0tilt", Bound::kBelow, 1.0}, {"perspective", Bound::kBelow, 1.0}, {"distort0r", Bound::kBelow, 1.0}};
 }  // namespace
 
-// Effect, format, x memcpy, then the peer limit and the twin when there are.
+// Effect, format, x memcpy, then the peer limits and the twin when there are.
 const std::vector<SpeedTarget> kSpeedTargets = {
     {"RGBControl", kFormatXrgb, 4.0},
     {"Brightness Contrast", kFormatXrgb, 8.0},
 
-    {"Solarize", kFormatXrgb, 8.0, kFasterThanPosterize},
-    {"Inverse Solarize", kFormatXrgb, 8.0, kFasterThanPosterize},
-    {"Posterize", kFormatXrgb, 8.0, kFasterThanPosterize},
-    {"Saturate Quantize", kFormatXrgb, 8.0, kFasterThanPosterize},
-    {"Posterize Hue", kFormatXrgb, 12.0, kHalfOfHueshift},
-    {"Tinta Special FX", kFormatXrgb, 12.0, kHalfOfHueshift},
+    {"Solarize", kFormatXrgb, 8.0, {kFasterThanPosterize}},
+    {"Inverse Solarize", kFormatXrgb, 8.0, {kFasterThanPosterize}},
+    {"Posterize", kFormatXrgb, 8.0, {kFasterThanPosterize}},
+    {"Saturate Quantize", kFormatXrgb, 8.0, {kFasterThanPosterize}},
+    {"Posterize Hue", kFormatXrgb, 12.0, {kHalfOfHueshift}},
+    {"Tinta Special FX", kFormatXrgb, 12.0, {kHalfOfHueshift}},
     {kQuantiseCase, kFormatXrgb, 8.0},
 
     // One pass through a small table: near memcpy, and ahead of the peers.
-    {"Brightness Contrast XT", kFormatXrgb, 2.0, kFasterThanContrast0r},
-    {"Brightness Contrast XT", kFormatXrgb, 2.0, kFasterThanLevels},
-    {"Brightness Contrast XT", kFormat565, 2.0, kFasterThanContrast0r},
-    {"Brightness Contrast XT", kFormat565, 2.0, kFasterThanLevels},
+    {"Brightness Contrast XT", kFormatXrgb, 2.0, {kFasterThanContrast0r, kFasterThanLevels}},
+    {"Brightness Contrast XT", kFormat565, 2.0, {kFasterThanContrast0r, kFasterThanLevels}},
     {"Contrast Brightness XT Inverse", kFormatXrgb, 2.0},
     {"Contrast Brightness XT Inverse", kFormat565, 2.0},
     {"CONTRAST_BRIGHTNESS old", kFormatXrgb, 2.0},
     {"CONTRAST_BRIGHTNESS old", kFormat565, 2.0},
-    {"Stroboscope", kFormatXrgb, 2.0, kFasterThanBrightness},
-    {"RGB Cycling Slow", kFormatXrgb, 3.0, kFasterThanHueshift},
-    {"RGB Cycling Slow", kFormat565, 3.0, kFasterThanHueshift},
-    {"RGB Cycling Fast", kFormatXrgb, 3.0, kFasterThanHueshift},
-    {"RGB Cycling Fast", kFormat565, 3.0, kFasterThanHueshift},
+    {"Stroboscope", kFormatXrgb, 2.0, {kFasterThanBrightness}},
+    {"RGB Cycling Slow", kFormatXrgb, 3.0, {kFasterThanHueshift}},
+    {"RGB Cycling Slow", kFormat565, 3.0, {kFasterThanHueshift}},
+    {"RGB Cycling Fast", kFormatXrgb, 3.0, {kFasterThanHueshift}},
+    {"RGB Cycling Fast", kFormat565, 3.0, {kFasterThanHueshift}},
 
     // The smoothing pass costs at most this many memcpys over the plain twin.
     {"Solarize Smooth", kFormatXrgb, 10.0, {}, "Solarize"},
@@ -98,6 +117,41 @@ const std::vector<SpeedTarget> kSpeedTargets = {
     {"Saturate Quantize Smooth", kFormat565, 10.0, {}, "Saturate Quantize"},
     {"Posterize Hue Smooth", kFormat565, 10.0, {}, "Posterize Hue"},
     {"Tinta Special FX Smooth", kFormat565, 10.0, {}, "Tinta Special FX"},
+
+    // At their defaults: near memcpy, and ahead of every geometric remap.
+    {"Triangle Kaleido", kFormatXrgb, 2.0, kFasterThanRemaps},
+    {"Triangle Kaleido", kFormat565, 2.0, kFasterThanRemaps},
+    {"Cyclic Triangle Kaleido", kFormatXrgb, 2.0, kFasterThanRemaps},
+    {"Cyclic Triangle Kaleido", kFormat565, 2.0, kFasterThanRemaps},
+    {"Square Kaleido", kFormatXrgb, 2.0, kFasterThanRemaps},
+    {"Square Kaleido", kFormat565, 2.0, kFasterThanRemaps},
+    {"Square Kaleido Cyclic", kFormatXrgb, 2.0, kFasterThanRemaps},
+    {"Square Kaleido Cyclic", kFormat565, 2.0, kFasterThanRemaps},
+    {"Hexagon Kaleido", kFormatXrgb, 2.0, kFasterThanRemaps},
+    {"Hexagon Kaleido", kFormat565, 2.0, kFasterThanRemaps},
+    {"Hexagon Kaleido Cyclic", kFormatXrgb, 2.0, kFasterThanRemaps},
+    {"Hexagon Kaleido Cyclic", kFormat565, 2.0, kFasterThanRemaps},
+    {"Lozenge Kaleido", kFormatXrgb, 2.0, kFasterThanRemaps},
+    {"Lozenge Kaleido", kFormat565, 2.0, kFasterThanRemaps},
+    {"Lozenge Kaleido Cyclic", kFormatXrgb, 2.0, kFasterThanRemaps},
+    {"Lozenge Kaleido Cyclic", kFormat565, 2.0, kFasterThanRemaps},
+};
+
+namespace {
+// The grid (slot 1) sets the tile size, and the cost per frame with it. The
+// values take in the slowest seen: the top of the range for most shapes, near
+// 176 for the lozenge at 32 bits. The cyclic kaleidoscopes move through the
+// grid's range with time, which their ordinary cases cover.
+const std::vector<int32_t> kGridValues = {0, 64, 128, 176, 224, 255};
+constexpr int kGridSlot = 1;
+constexpr double kWorstGridTimesMemcpy = 3.0;
+}  // namespace
+
+const std::vector<ParamSweep> kParamSweeps = {
+    {"Triangle Kaleido", kGridSlot, "Grid", kGridValues, kWorstGridTimesMemcpy},
+    {"Square Kaleido", kGridSlot, "Grid", kGridValues, kWorstGridTimesMemcpy},
+    {"Hexagon Kaleido", kGridSlot, "Grid", kGridValues, kWorstGridTimesMemcpy},
+    {"Lozenge Kaleido", kGridSlot, "Grid", kGridValues, kWorstGridTimesMemcpy},
 };
 
 const std::vector<const char*> kFirstFrameEffects = {"Posterize Hue", "Tinta Special FX"};

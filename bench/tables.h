@@ -28,7 +28,7 @@ enum class Bound { kBelow, kAtMost };
 
 // A limit on the effect's time over a frei0r peer's.
 struct PeerLimit {
-    const char* plugin = nullptr;  // no limit when null
+    const char* plugin;
     Bound bound = Bound::kAtMost;
     double maxRatio = 0;
 };
@@ -36,16 +36,29 @@ struct PeerLimit {
 // A speed goal for the effect at this format. Its time must be within
 // maxTimesMemcpy times the memcpy of a frame of the same depth or, when twin
 // names another effect, within that effect's time at the same format plus
-// maxTimesMemcpy memcpys. When peer names a plugin, the ratio to that peer's
-// time must keep to its limit as well.
+// maxTimesMemcpy memcpys. Its ratio to each peer's time must keep to that
+// peer's limit as well.
 struct SpeedTarget {
     const char* effect;
     int32_t format;
     double maxTimesMemcpy;
-    PeerLimit peer = {};
+    std::vector<PeerLimit> peers = {};
     const char* twin = nullptr;
 };
 extern const std::vector<SpeedTarget> kSpeedTargets;
+
+// An effect whose cost varies with one parameter, timed at each of values in
+// that slot with the other slots at their defaults, at every depth it has an
+// effect case at. The slowest value must be within maxTimesMemcpy memcpys of
+// a frame of the same depth.
+struct ParamSweep {
+    const char* effect;
+    int slot;
+    const char* label;  // the parameter's name in case names and the summary
+    std::vector<int32_t> values;
+    double maxTimesMemcpy;
+};
+extern const std::vector<ParamSweep> kParamSweeps;
 
 // Effects whose first render in a process builds process-wide tables; their
 // first frame in a freshly loaded module is timed as a case of its own.
