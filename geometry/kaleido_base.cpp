@@ -162,6 +162,7 @@ bool CKaleido2Base::IsReady() { return valid && source && RowTableReady; }
 bool CKaleido2Base::SurfacesUnchanged() const {
     return source->pixels && source->depth == bytesPerPixel * 8 && SurfaceWidth(*source) == srcWidth &&
            SurfaceHeight(*source) == srcHeight && source->rowBytes == srcRowBytes && destination->pixels &&
+           destination->depth == bytesPerPixel * 8 &&
            SurfaceWidth(*destination) == dstWidth && SurfaceHeight(*destination) == dstHeight &&
            destination->rowBytes == dstRowBytes;
 }
