@@ -218,8 +218,8 @@ void CKaleido2Base::Render() {
     TileRows = TruncToInt32(ShapeCode == kShapeSquare ? T : T / kRootThree);
     TileColumns = TruncToInt32(T);
     // A tile of less than a row (outputs of about ten pixels), or wider than
-    // a span can say, ends the frame.
-    if (TileRows <= 0 || TileColumns > kMaxTileColumns) return;
+    // a span can say (its size may be past 32 bits), ends the frame.
+    if (TileRows <= 0 || TileColumns <= 0 || TileColumns > kMaxTileColumns) return;
     BuildSpanTable();
     if (TileRows <= 0) return;
     const int32_t finished = PaintTiles(RotationFactor->GetValue());

@@ -492,7 +492,8 @@ TEST_F(KaleidoFrameMemory, TinyOutputs) {
 // Host values beyond 0-255 extrapolate. A grid value past 1024 makes tiles
 // wider than the output, whose row copies run over several rows and still
 // stay inside the output's memory; a tile too wide for a span (over 32767
-// columns) or less than a row high draws nothing.
+// columns, or past 32 bits: 3000 makes the triangle's T on 64x48 about 2^31,
+// its rows still in range) or less than a row high draws nothing.
 TEST_F(KaleidoFrameMemory, GridValuesBeyondTheHostRange) {
     int drawn = 0, empty = 0;
     for (int32_t format : kFormats)
@@ -501,13 +502,13 @@ TEST_F(KaleidoFrameMemory, GridValuesBeyondTheHostRange) {
             FillCodes(src);
             for (const char* name : kStaticNames) {
                 Kaleido k = Create(name, src, &dst);
-                for (int32_t v : {300, 400, 600, 1000, 1500, 2000, 32767, -1, -300, -32768}) {
+                for (int32_t v : {300, 400, 600, 1000, 1500, 2000, 3000, 32767, -1, -300, -32768}) {
                     dst.fill(Marker(dst));
                     Frame(k.get(), {128, v, 128, 128});
                     const std::string where = std::string(name) + " " + std::to_string(w) + "x" +
                                               std::to_string(h) + " grid value " + std::to_string(v);
                     ASSERT_TRUE(dst.guardsIntact()) << where;
-                    const bool none = k->TileRows <= 0 || k->TileColumns > 32767;
+                    const bool none = k->TileRows <= 0 || k->TileColumns <= 0 || k->TileColumns > 32767;
                     EXPECT_EQ(CountOf(dst, Marker(dst)) == w * h, none) << where << " TileColumns " << k->TileColumns;
                     ++(none ? empty : drawn);
                 }

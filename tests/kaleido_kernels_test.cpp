@@ -219,29 +219,6 @@ protected:
     FrameParams saved{};
 };
 
-TEST_F(Kaleido, ReadyInstanceKeepsRowOffsetsOfTheSource) {
-    KaleidoParamRecord r = Normalised();
-    auto check = [](CKaleido2Base& k, int32_t shape, std::vector<uint32_t> rows) {
-        EXPECT_TRUE(k.IsReady());
-        EXPECT_TRUE(k.RowTableReady);
-        EXPECT_EQ(k.ShapeCode, shape);
-        EXPECT_EQ(std::vector<uint32_t>(k.RowOffsets, k.RowOffsets + rows.size()), rows);
-        EXPECT_EQ(k.GridBase, std::pow(5.333333333333333, 0.0009765625));
-        EXPECT_NEAR(k.GridBase, 1.0016360795310193, 1e-15);
-        EXPECT_EQ(k.SpanBuffer, nullptr);
-        EXPECT_EQ(k.TileRows, 0);
-        EXPECT_EQ(k.level, MachineSimdLevel());
-    };
-    const std::vector<uint32_t> rows32{0, 40, 80, 120, 160};
-    check(*Build<CTriangleKaleido>(r), kShapeTriangle, rows32);
-    check(*Build<CHexagonKaleido>(r), kShapeHexagon, rows32);
-    check(*Build<CSquareKaleido>(r), kShapeSquare, rows32);
-    check(*Build<CLozengeKaleido>(r), kShapeSquare, rows32);
-
-    HostSurface src16(7, 5, kFormat565, 18), out16(10, 8, kFormat565);
-    check(*Build<CSquareKaleido>(r, out16, src16.get()), kShapeSquare, {0, 18, 36, 54, 72});
-}
-
 TEST_F(Kaleido, GridPresetsAreWrittenBackIntoTheRecord) {
     struct Preset {
         uint8_t mode, percent;
@@ -690,17 +667,6 @@ TEST(AffinePainter, SpanPastTheTileEndsTheCall) {
             for (int j = 0; j < 4; ++j) EXPECT_EQ(b.At(i, j), 0x5A5A5A5Au) << i << "," << j;
         EXPECT_NE(b.At(1, 3), 0x5A5A5A5Au);
         EXPECT_NE(b.At(3, 3), 0x5A5A5A5Au);
-    }
-}
-
-TEST(AffinePainter, OnePixelSixteenBitSource) {
-    // Two bytes of source in all: no level may read around the pixel.
-    const PaintSource s(1, 1, 2, 0);
-    const std::vector<SpanEntry> spans{{0, 40}};
-    for (SimdLevel level : Levels()) {
-        const Band b = PaintBand(s, AffineMatrix{0.7, 0.3, 0.2, 1.9, 0.25, 0.5}, spans, 1, 40, false, 0, 0, level);
-        EXPECT_EQ(b.FirstDifference(), "") << LevelName(level);
-        EXPECT_EQ(b.At(0, 39), 0x8000u);
     }
 }
 
