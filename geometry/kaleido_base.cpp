@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "shell/numeric.h"
 
@@ -98,7 +99,7 @@ CKaleido2Base::CKaleido2Base(KaleidoParamRecord* record, int32_t shapeCode) {
         int64_t{srcRowBytes} * srcHeight > INT32_MAX)
         return;
     GridBase = std::pow(5.333333333333333, 0.0009765625);
-    CreateFactors();
+    CreateFactors();  // a factor that cannot be allocated stays null
     if (!TiltFactor || !ScaleFactor || !GridFactor || !RotationFactor || !OffsetXFactor || !OffsetYFactor) return;
     RowOffsets = static_cast<uint32_t*>(std::malloc(sizeof(uint32_t) * static_cast<size_t>(srcHeight)));
     if (!RowOffsets) return;
@@ -111,38 +112,38 @@ void CKaleido2Base::CreateFactors() {
     // A time factor sweeps from minimum to maximum in cycle ms and back.
     auto wave = [now](double lo, double hi, int32_t cycle) -> CEffectFactor* {
         const uint32_t half = static_cast<uint32_t>(cycle);
-        return new CTimeEffectFactor(lo, hi, half, half * 2u, now);
+        return new (std::nothrow) CTimeEffectFactor(lo, hi, half, half * 2u, now);
     };
     if (RotationMode == 1)
-        RotationFactor = new CMidiEffectFactor(-kRotationLimit, kRotationLimit, RotationChannel);
+        RotationFactor = new (std::nothrow) CMidiEffectFactor(-kRotationLimit, kRotationLimit, RotationChannel);
     else if (RotationCycle != 0)
         RotationFactor = wave(-kRotationLimit, kRotationLimit, RotationCycle);
     else
-        RotationFactor = new CConstantEffectFactor(0.0);
+        RotationFactor = new (std::nothrow) CConstantEffectFactor(0.0);
 
     if (GridMode == 2)
-        GridFactor = new CMidiEffectFactor(0.0, 1024.0, GridChannel);
+        GridFactor = new (std::nothrow) CMidiEffectFactor(0.0, 1024.0, GridChannel);
     else if (GridMode == 4)
         GridFactor = wave(0.0, 1024.0, GridCycle);
     else
-        GridFactor = new CConstantEffectFactor(static_cast<double>((GridLevel << 10) / 127));
+        GridFactor = new (std::nothrow) CConstantEffectFactor(static_cast<double>((GridLevel << 10) / 127));
 
     if (ScaleMode == 0)
-        ScaleFactor = new CConstantEffectFactor(std::log(ScalePercent / 100.0) / std::log(2.0));
+        ScaleFactor = new (std::nothrow) CConstantEffectFactor(std::log(ScalePercent / 100.0) / std::log(2.0));
     else if (ScaleMode == 1)
-        ScaleFactor = new CMidiEffectFactor(-2.0, 2.0, ScaleChannel);
+        ScaleFactor = new (std::nothrow) CMidiEffectFactor(-2.0, 2.0, ScaleChannel);
 
     if (TiltMode == 1)
-        TiltFactor = new CMidiEffectFactor(-kTiltLimit, kTiltLimit, TiltChannel);
+        TiltFactor = new (std::nothrow) CMidiEffectFactor(-kTiltLimit, kTiltLimit, TiltChannel);
     else
-        TiltFactor = new CConstantEffectFactor(Tilt * kTiltLimit / 100.0);
+        TiltFactor = new (std::nothrow) CConstantEffectFactor(Tilt * kTiltLimit / 100.0);
 
     if (OffsetMode == 0) {
-        OffsetXFactor = new CConstantEffectFactor(static_cast<double>((srcWidth >> 1) * (OffsetX + 1)));
-        OffsetYFactor = new CConstantEffectFactor(static_cast<double>((srcHeight >> 1) * (OffsetY + 1)));
+        OffsetXFactor = new (std::nothrow) CConstantEffectFactor(static_cast<double>((srcWidth >> 1) * (OffsetX + 1)));
+        OffsetYFactor = new (std::nothrow) CConstantEffectFactor(static_cast<double>((srcHeight >> 1) * (OffsetY + 1)));
     } else if (OffsetMode == 1) {
-        OffsetXFactor = new CMidiEffectFactor(0.0, srcWidth - 1, OffsetXChannel);
-        OffsetYFactor = new CMidiEffectFactor(0.0, srcHeight - 1, OffsetYChannel);
+        OffsetXFactor = new (std::nothrow) CMidiEffectFactor(0.0, srcWidth - 1, OffsetXChannel);
+        OffsetYFactor = new (std::nothrow) CMidiEffectFactor(0.0, srcHeight - 1, OffsetYChannel);
     }
 }
 
