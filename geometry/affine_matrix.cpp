@@ -2,15 +2,6 @@
 
 #include <cmath>
 
-void ScaleUniform(AffineMatrix& m, double k) {
-    m.a *= k;
-    m.b *= k;
-    m.c *= k;
-    m.d *= k;
-    m.e *= k;
-    m.f *= k;
-}
-
 void ScaleAxes(AffineMatrix& m, double kx, double ky) {
     m.a *= kx;
     m.c *= kx;
@@ -19,6 +10,8 @@ void ScaleAxes(AffineMatrix& m, double kx, double ky) {
     m.d *= ky;
     m.f *= ky;
 }
+
+void ScaleUniform(AffineMatrix& m, double k) { ScaleAxes(m, k, k); }
 
 namespace {
 

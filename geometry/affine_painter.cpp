@@ -30,23 +30,19 @@ inline void Step(int32_t& u, int32_t du, int32_t U) {
 
 // What every row of a call shares: the steps per pixel, and for the vector
 // levels the offset of each lane from the first (k steps, within the
-// period) and the step of 8 and of 16 lanes.
+// period; lane 8's is the step of 8 lanes) and the step of 16 lanes.
 struct Steps {
     int32_t du, dv;
     int32_t U, V;
     alignas(64) int32_t laneU[16];
     alignas(64) int32_t laneV[16];
-    int32_t du8, dv8, du16, dv16;
+    int32_t du16, dv16;
 };
 
 Steps MakeSteps(int32_t du, int32_t dv, int32_t U, int32_t V) {
-    Steps s{du, dv, U, V, {}, {}, 0, 0, 0, 0};
+    Steps s{du, dv, U, V, {}, {}, 0, 0};
     int32_t u = 0, v = 0;
     for (int k = 0; k < 16; ++k) {
-        if (k == 8) {
-            s.du8 = u;
-            s.dv8 = v;
-        }
         s.laneU[k] = u;
         s.laneV[k] = v;
         Step(u, du, U);
@@ -89,7 +85,7 @@ template <class Pixel>
 __attribute__((target("avx2"))) void RowAvx2(const AffineSource& s, Pixel* out, RowWalk w) {
     if (w.count < 8) return RowScalar(s, out, w);
     const Steps& st = *w.steps;
-    const __m256i du = _mm256_set1_epi32(st.du8), dv = _mm256_set1_epi32(st.dv8);
+    const __m256i du = _mm256_set1_epi32(st.laneU[8]), dv = _mm256_set1_epi32(st.laneV[8]);
     const __m256i uLast = _mm256_set1_epi32(st.U - 1), vLast = _mm256_set1_epi32(st.V - 1);
     const __m256i U = _mm256_set1_epi32(st.U), V = _mm256_set1_epi32(st.V);
     // Lane k starts k steps on: the first coordinates plus the lane's
