@@ -5,10 +5,13 @@
 #include "colour/contrast_effect.h"
 #include "colour/stroboscope.h"
 #include "colour/tintara.h"
+#include "geometry/cube.h"
 #include "geometry/hexagon_kaleido.h"
 #include "geometry/square_kaleido.h"
 #include "geometry/triangle_kaleido.h"
 #include "shell/frame_params.h"
+#include "temporal/motion_blur.h"
+#include "temporal/old_movie.h"
 
 namespace {
 
@@ -98,6 +101,42 @@ CRenderInterface* Kaleidoscope(bool cyclic) {
     return NewZeroedEffect<Shape>(&record);
 }
 
+// One fixed recursive filter: three parts trail to one part source.
+CRenderInterface* MotionBlur() {
+    MotionBlurParams record{};
+    record.recordVersion = kMotionBlurVersion;
+    record.blendMode = 1;
+    record.recordRevision = 2;
+    record.fixedSkip = 1;
+    record.secondValue = 25;
+    return NewZeroedEffect<MotionBlurEffect>(&record);
+}
+
+// Black and white at 15 updates a second with flicker and grain; the dirty
+// one adds dirt.
+CRenderInterface* OldMovie(uint8_t dirt) {
+    OldMovieParams record{};
+    record.recordVersion = kOldMovieVersion;
+    record.rateLimit = 1;
+    record.frameRate = 15;
+    record.dirt = dirt;
+    record.reserved2 = 1;
+    record.greyMap = record.flicker = record.grain = 1;
+    record.lightColour.red = record.lightColour.green = record.lightColour.blue = 0xFF00;
+    return NewZeroedEffect<OldMovieEffect>(&record);
+}
+
+CRenderInterface* Cube(int32_t endless) {
+    CubeParamRecord record{};
+    record.IntroSeconds = 2.0f;
+    record.OrbitRate = 10;
+    record.TurnSpeed = 1;
+    record.PitchSpeed = 2;
+    record.Endless = endless;
+    record.TurnMode = record.PitchMode = endless;
+    return NewZeroedEffect<CCube3D>(&record);
+}
+
 struct FactoryRow {
     const char* name;
     Builder build;  // null: the class is not part of this build
@@ -120,11 +159,11 @@ const FactoryRow kFactoryRows[kFactoryNameCount] = {
     {"Lozenge Kaleido Cyclic", [] { return Kaleidoscope<CLozengeKaleido>(true); }},
     {"AsciiArt1", nullptr},
     {"AsciiArt2", nullptr},
-    {"Cube3D", nullptr},
-    {"Cube3DConstant", nullptr},
+    {"Cube3D", [] { return Cube(0); }},
+    {"Cube3DConstant", [] { return Cube(1); }},
     {"RGB Cycling Slow", [] { return ColourCycling(2.0f, 3.5f, 4.1f, 0xBE); }},
     {"RGB Cycling Fast", [] { return ColourCycling(1.0f, 1.0f, 1.0f, 0x3E); }},
-    {"MotionBlur", nullptr},
+    {"MotionBlur", [] { return MotionBlur(); }},
     {"Solarize", [] { return TableColour(kSineWave, 100, 0); }},
     {"Solarize Smooth", [] { return TableColour(kSineWave, 100, 1); }},
     {"Inverse Solarize", [] { return TableColour(kCosineWave, 100, 0); }},
@@ -137,8 +176,8 @@ const FactoryRow kFactoryRows[kFactoryNameCount] = {
     {"Posterize Hue Smooth", [] { return TableColour(kHuePosterize, 100, 1); }},
     {"Tinta Special FX", [] { return TableColour(kHueSpecial, 75, 0); }},
     {"Tinta Special FX Smooth", [] { return TableColour(kHueSpecial, 75, 1); }},
-    {"OldMovieClean", nullptr},
-    {"OldMovieDirty", nullptr},
+    {"OldMovieClean", [] { return OldMovie(0); }},
+    {"OldMovieDirty", [] { return OldMovie(1); }},
     {"Brightness Contrast XT", [] { return Contrast(true, 0); }},
     {"CONTRAST_BRIGHTNESS old", [] { return Contrast(false, 0); }},
     {"Contrast_Bright_Invert old", [] { return Contrast(false, 1); }},

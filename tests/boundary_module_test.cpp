@@ -118,11 +118,12 @@ TEST(HostWithoutFunctions, EveryEntryAnswersEmptily) {
 
 // Services the host may hand out: one whose check refuses every rectangle,
 // and one with no operations at all.
-int copies = 0;
+// Transforms are never checked first, so only copies must stay at 0.
+int copies = 0, transforms = 0;
 int32_t RefuseAll(const SurfaceRect*, const SurfaceRect*) { return 0; }
 void CountCopy(Surface*, Surface*, const SurfaceRect*, const SurfaceRect*, int32_t) { ++copies; }
 void CountTransform(Surface*, Surface*, const SurfaceRect*, const SurfaceRect*, int32_t, BlitParams*) {
-    ++copies;
+    ++transforms;
 }
 BlitService g_refusing = [] {
     BlitService s{};
@@ -173,6 +174,7 @@ TEST_P(OddBlitService, EveryEffectLivesThroughIt) {
     EXPECT_EQ(s.pixel(1, 0), 0x007F7F7Fu);
     api.DestroyEffect(effect);
     EXPECT_EQ(copies, 0);  // nothing was copied through a refusing check
+    if (GetParam()) EXPECT_GT(transforms, 0);  // the cube's faces
 }
 
 INSTANTIATE_TEST_SUITE_P(Services, OddBlitService, ::testing::Bool(),
