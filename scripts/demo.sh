@@ -8,10 +8,12 @@ mkdir -p out
 count=0
 while IFS= read -r name; do
   # Ten frames at 25 a second; the stroboscope flashes in the second half of
-  # its first second, so it runs a little longer.
-  frames=10
-  [ "$name" = Stroboscope ] && frames=15
-  (cd out && "$fxhost" render "$name" --frames "$frames" >/dev/null 2>&1) || { echo "demo: $name failed" >&2; exit 1; }
+  # its first second, so it runs a little longer. The motion blur's trail
+  # shows only on a picture that moves.
+  args=(--frames 10)
+  [ "$name" = Stroboscope ] && args=(--frames 15)
+  [ "$name" = MotionBlur ] && args=(--frames 10 --scroll 24)
+  (cd out && "$fxhost" render "$name" "${args[@]}" >/dev/null 2>&1) || { echo "demo: $name failed" >&2; exit 1; }
   count=$((count + 1))
 done < <("$fxhost" list --names 2>/dev/null)
 echo "Rendered the test card through $count effects into $PWD/out/:"

@@ -180,6 +180,26 @@ TEST_F(Fxhost, OptionsTakeTheirValueAfterAnEqualsSign) {
     EXPECT_EQ(fxhost::ReadPng(Path("eq.png")).rgb, card.rgb);
 }
 
+// Each frame's picture is the input moved --scroll pixels left, wrapping.
+TEST_F(Fxhost, ScrollMovesThePictureEachFrame) {
+    const fxhost::Image card = SmallInput();
+    const auto shifted = [&card](int left) {
+        fxhost::Image moved = card;
+        for (int y = 0; y < card.height; ++y)
+            for (int x = 0; x < card.width; ++x)
+                for (int c = 0; c < 3; ++c)
+                    moved.rgb[(y * card.width + x) * 3 + c] =
+                        card.rgb[(y * card.width + (x + left + card.width) % card.width) * 3 + c];
+        return moved;
+    };
+    Outcome run = fxhost(std::string(kIdentity) + " --in in.png --frames 3 --scroll 5 --out left.png");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(fxhost::ReadPng(Path("left.png")).rgb, shifted(10).rgb);
+    run = fxhost(std::string(kIdentity) + " --in in.png --frames 2 --scroll=-69 --out right.png");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(fxhost::ReadPng(Path("right.png")).rgb, shifted(-5).rgb);
+}
+
 TEST_F(Fxhost, HelpAnywherePrintsUsageAndSucceeds) {
     for (const char* args : {"--help", "-h", "help", "render --help", "render RGBControl --out --help",
                              "list -h", "--module x.so --help"}) {
@@ -221,6 +241,7 @@ TEST_F(Fxhost, BadCommandLinesGetOneLineAndNoFile) {
         {"render RGBControl --out a.png --out b.png", "--out given twice"},
         {"render RGBControl --in-place --in-place", "--in-place given twice"},
         {"render RGBControl --in-place=1", "--in-place takes no value"},
+        {"render RGBControl --scroll 32768", "--scroll must be a whole number from -32767 to 32767, not \"32768\""},
         {"render RGBControl --in ''", "--in needs a file name, not an empty string"},
         {"render RGBControl --in=", "--in needs a file name, not an empty string"},
         {"render RGBControl --out ''", "--out needs a file name, not an empty string"},

@@ -29,7 +29,7 @@ const char kUsage[] =
     "usage: fxhost [--module FILE] [--verbose] list [--names]\n"
     "       fxhost [--module FILE] [--verbose] render NAME [--in FILE.png] [--out FILE.png]\n"
     "              [--params A,B,C,D] [--time MS] [--frames N] [--fps F]\n"
-    "              [--format 32|565|555] [--in-place]\n"
+    "              [--format 32|565|555] [--in-place] [--scroll PX]\n"
     "Options take their value as the next argument or after '=' (--out=x.png).\n"
     "  --module    the effects module (default: $FXHOST_MODULE, else the one\n"
     "              beside fxhost)\n"
@@ -45,7 +45,9 @@ const char kUsage[] =
     "  --fps       frames a second, 0.001 to 1000 (default 25); frame times\n"
     "              wrap at 2^32 ms like a host's clock\n"
     "  --format    surface format (default 32)\n"
-    "  --in-place  render with the source surface as the destination\n";
+    "  --in-place  render with the source surface as the destination\n"
+    "  --scroll    move the picture PX pixels left each frame (negative: right),\n"
+    "              wrapping, for effects that carry pictures across frames\n";
 
 std::string Labels(const fxhost::CatalogueEntry& row) {
     std::string text;
@@ -149,6 +151,23 @@ void WriteFrame(const std::string& file, const fxhost::Image& image) {
     std::printf("wrote %s\n", file.c_str());
 }
 
+// The picture moved offset pixels to the left, what leaves on one side
+// coming back on the other.
+fxhost::Image Scrolled(const fxhost::Image& picture, int64_t offset) {
+    fxhost::Image moved = picture;
+    const int64_t width = picture.width;
+    if (width == 0) return moved;
+    const auto shift = static_cast<size_t>(((offset % width) + width) % width) * 3;
+    const size_t rowBytes = static_cast<size_t>(width) * 3;
+    for (int y = 0; y < picture.height; ++y) {
+        const uint8_t* from = picture.rgb.data() + rowBytes * static_cast<size_t>(y);
+        uint8_t* to = moved.rgb.data() + rowBytes * static_cast<size_t>(y);
+        std::copy(from + shift, from + rowBytes, to);
+        std::copy(from, from + shift, to + rowBytes - shift);
+    }
+    return moved;
+}
+
 int Render(const fxhost::EffectModule& module, const fxtool::RenderOptions& options) {
     const EffectApi& api = module.api();
     const auto known = fxhost::EffectNames(module);
@@ -180,6 +199,8 @@ int Render(const fxhost::EffectModule& module, const fxtool::RenderOptions& opti
     } destroy{api, effect};
 
     for (int frame = 0; frame < options.frames; ++frame) {
+        if (options.scroll != 0 && frame > 0)
+            fxhost::ImageToSurface(Scrolled(picture, static_cast<int64_t>(options.scroll) * frame), source);
         api.RenderEffect(effect, params.data(), source.get(), fxtool::FrameTime(options.time, frame, options.fps));
         if (options.everyFrame || frame + 1 == options.frames)
             WriteFrame(fxtool::OutputFileName(options.output, options.everyFrame ? frame : 0),

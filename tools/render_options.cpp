@@ -68,7 +68,8 @@ std::string FileName(const std::string& option, const std::string& text) {
 }
 
 bool IsRenderOption(const std::string& key) {
-    for (const char* name : {"--in", "--out", "--params", "--time", "--frames", "--fps", "--format", "--in-place"})
+    for (const char* name :
+         {"--in", "--out", "--params", "--time", "--frames", "--fps", "--format", "--in-place", "--scroll"})
         if (key == name) return true;
     return false;
 }
@@ -101,6 +102,8 @@ void Apply(CommandLine& line, const std::string& key, const std::string& value) 
         render.format = ParseFormat(value);
     } else if (key == "--in-place") {
         render.inPlace = true;
+    } else if (key == "--scroll") {
+        render.scroll = static_cast<int>(ParseWhole(key, value, -kMaxScroll, kMaxScroll));
     }
 }
 

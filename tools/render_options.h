@@ -23,6 +23,7 @@ struct RenderOptions {
     double fps = 25.0;
     int32_t format = 3;  // surface format code
     bool inPlace = false;
+    int scroll = 0;  // pixels the picture moves left each frame, wrapping
 };
 
 enum class Command { kHelp, kList, kListNames, kRender };
@@ -41,6 +42,7 @@ CommandLine ParseCommandLine(const std::vector<std::string>& args);
 constexpr int kMaxFrames = 100000;
 constexpr double kMinFps = 0.001;
 constexpr double kMaxFps = 1000.0;
+constexpr int kMaxScroll = 32767;
 
 // Checks an --out name: every % starts %%, a literal %, or the one frame
 // number, %d, %Nd or %0Nd with N from 1 to 99. Returns whether it holds a
