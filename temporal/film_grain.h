@@ -10,14 +10,11 @@
 #include "render/simd_level.h"
 
 constexpr int32_t kRandomTableSize = 2048;
-// The first entries repeat after the last, so that a run of consecutive
-// entries can be read from any start without wrapping.
-constexpr int32_t kRandomTableWrap = 16;
 
 struct RandomTable {
     uint32_t cursorA;
     uint32_t cursorB;
-    uint32_t values[kRandomTableSize + kRandomTableWrap];
+    uint32_t values[kRandomTableSize];
 };
 
 // Ramp sizes: a 16-bit brightness indexes 256 entries, a 32-bit one 1024.

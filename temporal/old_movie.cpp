@@ -21,7 +21,6 @@ void FillRandomTable(RandomTable& table) {
         table.values[i] = high << 16 | low;
     }
     g_movieSeed = seed;
-    std::memcpy(table.values + kRandomTableSize, table.values, sizeof(uint32_t) * kRandomTableWrap);
     table.cursorA = table.values[0];
     table.cursorB = table.values[1];
 }
