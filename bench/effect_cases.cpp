@@ -1,6 +1,7 @@
 // The module's effects: each case renders the test card through the module's
-// RenderEffect, one frame an iteration, with time moving on 40 ms a frame.
-// Effects with a parameter sweep get a case for each of its values too.
+// RenderEffect, one frame an iteration, with time moving on 40 ms a frame, or
+// as kCaseTimes says for effects whose work depends on the time. Effects with
+// a parameter sweep get a case for each of its values too.
 #include <benchmark/benchmark.h>
 
 #include "bench/case_state.h"
@@ -16,15 +17,38 @@ namespace {
 
 constexpr std::array<int32_t, 4> kUncataloguedParams = {128, 128, 128, 128};
 
+constexpr int kProbeSize = 64;
+
+// Sets the time the module saw last, which effects read at their creation:
+// a small instance of the effect renders one frame at that time.
+uint32_t SetModuleTime(const fxhost::EffectModule& module, const EffectCase& c, uint32_t time) {
+    fxhost::HostSurface source(kProbeSize, kProbeSize, c.format);
+    fxhost::HostSurface destination(kProbeSize, kProbeSize, c.format);
+    fxhost::EffectInstance probe(module, c.name, source.get(), destination.get());
+    probe.render(c.params, source.get(), time);
+    return time;
+}
+
+// The instance is made at module time 0, whatever case ran before, and has
+// rendered its warm-up frames.
 struct EffectState : CaseState {
     EffectState(const fxhost::EffectModule& module, const EffectCase& c)
         : source(CardSurface(c.format)),
           destination(kFrameWidth, kFrameHeight, c.format),
-          effect(module, c.name, source.get(), destination.get()) {}
+          step(CaseTimeFor(c.name)),
+          time(SetModuleTime(module, c, 0)),
+          effect(module, c.name, source.get(), destination.get()) {
+        while (time < step.warmUpMs) render(c);
+    }
+    void render(const EffectCase& c) {
+        effect.render(c.params, source.get(), time);
+        time += step.stepMs;
+    }
     fxhost::HostSurface source;
     fxhost::HostSurface destination;
+    CaseTime step;
+    uint32_t time;
     fxhost::EffectInstance effect;
-    uint32_t time = 0;
 };
 
 void RunEffect(benchmark::State& state, const fxhost::EffectModule& module, const EffectCase& c,
@@ -36,18 +60,18 @@ void RunEffect(benchmark::State& state, const fxhost::EffectModule& module, cons
         state.SkipWithError(error.what());
         return;
     }
-    for ([[maybe_unused]] auto _ : state) {
-        s->effect.render(c.params, s->source.get(), s->time);
-        s->time += kFrameStepMs;
-    }
+    for ([[maybe_unused]] auto _ : state) s->render(c);
     benchmark::DoNotOptimize(s->destination.row(0));
     state.SetItemsProcessed(state.iterations());
 }
 
 void RegisterEffectCase(const fxhost::EffectModule& module, const EffectCase& c, const std::string& caseName) {
-    benchmark::RegisterBenchmark(caseName.c_str(), [&module, c, caseName](benchmark::State& state) {
-        RunEffect(state, module, c, caseName);
-    })->Unit(benchmark::kMillisecond);
+    auto* registered =
+        benchmark::RegisterBenchmark(caseName.c_str(), [&module, c, caseName](benchmark::State& state) {
+            RunEffect(state, module, c, caseName);
+        })->Unit(benchmark::kMillisecond);
+    const CaseTime step = CaseTimeFor(c.name);
+    if (step.spanMs > 0) registered->Iterations((step.spanMs + step.stepMs - 1) / step.stepMs);
 }
 
 // A case for each value of the effect's sweeps, the other parameters as c has
@@ -65,8 +89,8 @@ void RegisterSweepCases(const fxhost::EffectModule& module, const EffectCase& c)
 
 // Whether the module gives an instance for the name at this format.
 bool MakesEffect(const fxhost::EffectModule& module, const std::string& name, int32_t format) {
-    fxhost::HostSurface source(64, 64, format);
-    fxhost::HostSurface destination(64, 64, format);
+    fxhost::HostSurface source(kProbeSize, kProbeSize, format);
+    fxhost::HostSurface destination(kProbeSize, kProbeSize, format);
     try {
         fxhost::EffectInstance probe(module, name, source.get(), destination.get());
         return true;

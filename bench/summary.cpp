@@ -71,6 +71,23 @@ void PrintEffects(std::FILE* out, const SummaryInput& input, const Baselines& ba
     PrintTable(out, table, {false, false, true, true, false, false});
 }
 
+// How the effects of kCaseTimes that ran moved their time, as the ordinary
+// 40 ms a frame does not hold for them.
+void PrintCaseTimes(std::FILE* out, const SummaryInput& input) {
+    std::vector<std::string> items;
+    for (const CaseTime& entry : kCaseTimes) {
+        bool ran = false;
+        for (int32_t format : kCaseFormats)
+            ran |= TimeOf(input.results, EffectCaseName(entry.effect, format)).has_value();
+        if (!ran) continue;
+        std::string item = Format("%s %u ms a frame", entry.effect, entry.stepMs);
+        if (entry.warmUpMs > 0) item += Format(" from %u ms", entry.warmUpMs);
+        if (entry.spanMs > 0) item += Format(" over %u ms", entry.spanMs);
+        items.push_back(item);
+    }
+    if (!items.empty()) PrintList(out, "Time steps of their own:", items);
+}
+
 // Each sweep at each depth it ran at: x memcpy at the defaults, the slowest
 // value with its time and x memcpy, and the sweep's target.
 void PrintSweeps(std::FILE* out, const SummaryInput& input, const Baselines& baselines) {
@@ -162,6 +179,7 @@ void PrintSummary(std::FILE* out, const SummaryInput& input) {
     const Baselines baselines = MeasureBaselines(input, measuredHere);
     PrintHeading(out, input, baselines, measuredHere);
     PrintEffects(out, input, baselines);
+    PrintCaseTimes(out, input);
     std::fprintf(out, "\n");
     PrintSweeps(out, input, baselines);
     PrintFirstFrames(out, input, baselines);

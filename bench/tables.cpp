@@ -1,6 +1,7 @@
 #include "bench/tables.h"
 
 #include "bench/cases.h"
+#include "bench/frames.h"
 
 #include "render/surface.h"
 
@@ -17,6 +18,14 @@ const std::vector<PeerFilter> kPeerFilters = {
     {"contrast0r", {{"Contrast", 0.6}}},
     {"hueshift0r", {{"Hue", 0.25}}},
     {"baltan", {}},
+    // Each frame comes out four frames (0.16 s at 25 a second) late: every
+    // frame is stored and an old one handed back, as a frame history does.
+    {"delay0r", {{"DelayTime", 0.16}}},
+    // Moderate noise, its default, drawn for every channel of every pixel.
+    {"rgbnoise", {{"noise", 0.2}}},
+    // A visible vignette: the middle left clear, the rest darkened softly
+    // towards the edges.
+    {"vignette", {{"clearCenter", 0.2}, {"soft", 0.6}}},
     // A different amount on each channel, in the last adjustment mode and
     // without the luma correction, so every channel is recomputed.
     {"coloradj_RGB", {{"R", 0.7}, {"G", 0.5}, {"B", 0.3}, {"Action", 1.0}, {"Keep luma", 0.0}}},
@@ -30,6 +39,11 @@ const std::vector<PeerFilter> kPeerFilters = {
     {"perspective", {{"Top Left", 0.1, 0.0}, {"Top Right", 0.9, 0.0}}},
     // A moderate plasma ripple over the whole frame.
     {"distort0r", {{"Amplitude", 0.5}, {"Frequency", 0.01}}},
+    // The frame turned about its centre, a little on both the X and the Y
+    // axis (0.5 is no turn): every output pixel is remapped, as on a box face.
+    {"3dflippo",
+     {{"X axis rotation", 0.55}, {"Y axis rotation", 0.55}, {"Center position (X)", 0.5},
+      {"Center position (Y)", 0.5}}},
 };
 
 const std::vector<EffectPeers> kEffectPeers = {
@@ -56,7 +70,11 @@ const std::vector<EffectPeers> kEffectPeers = {
     {"Posterize Hue Smooth", {"hueshift0r"}},
     {"Tinta Special FX", {"hueshift0r"}},
     {"Tinta Special FX Smooth", {"hueshift0r"}},
-    {"MotionBlur", {"baltan"}},
+    {"MotionBlur", {"baltan", "delay0r"}},
+    {"OldMovieClean", {"rgbnoise", "vignette"}},
+    {"OldMovieDirty", {"rgbnoise", "vignette"}},
+    {"Cube3D", {"perspective", "3dflippo"}},
+    {"Cube3DConstant", {"perspective", "3dflippo"}},
     {"Triangle Kaleido", kRemaps},
     {"Cyclic Triangle Kaleido", kRemaps},
     {"Square Kaleido", kRemaps},
@@ -76,6 +94,11 @@ constexpr PeerLimit kFasterThanBrightness{"brightness", Bound::kBelow, 1.0};
 constexpr PeerLimit kFasterThanHueshift{"hueshift0r", Bound::kBelow, 1.0};
 const std::vector<PeerLimit> kFasterThanRemaps = {
     {"scale0tilt", Bound::kBelow, 1.0}, {"perspective", Bound::kBelow, 1.0}, {"distort0r", Bound::kBelow, 1.0}};
+const std::vector<PeerLimit> kFasterThanFrameDelays = {{"baltan", Bound::kBelow, 1.0}, {"delay0r", Bound::kBelow, 1.0}};
+const std::vector<PeerLimit> kFasterThanNoiseAndVignette = {{"rgbnoise", Bound::kBelow, 1.0},
+                                                            {"vignette", Bound::kBelow, 1.0}};
+const std::vector<PeerLimit> kFasterThanPlaneTurns = {{"perspective", Bound::kBelow, 1.0},
+                                                      {"3dflippo", Bound::kBelow, 1.0}};
 }  // namespace
 
 // Effect, format, x memcpy, then the peer limits and the twin when there are.
@@ -135,6 +158,19 @@ const std::vector<SpeedTarget> kSpeedTargets = {
     {"Lozenge Kaleido", kFormat565, 2.0, kFasterThanRemaps},
     {"Lozenge Kaleido Cyclic", kFormatXrgb, 2.0, kFasterThanRemaps},
     {"Lozenge Kaleido Cyclic", kFormat565, 2.0, kFasterThanRemaps},
+
+    // One or two passes over the frame: near memcpy, and ahead of the peers.
+    {"MotionBlur", kFormatXrgb, 3.0, kFasterThanFrameDelays},
+    {"MotionBlur", kFormat565, 3.0, kFasterThanFrameDelays},
+    {"OldMovieClean", kFormatXrgb, 3.0, kFasterThanNoiseAndVignette},
+    {"OldMovieClean", kFormat565, 3.0, kFasterThanNoiseAndVignette},
+    {"OldMovieDirty", kFormatXrgb, 3.0, kFasterThanNoiseAndVignette},
+    {"OldMovieDirty", kFormat565, 3.0, kFasterThanNoiseAndVignette},
+    // The spinning box; and the other cube once it has flown in, a frame copy.
+    {"Cube3DConstant", kFormatXrgb, 4.0, kFasterThanPlaneTurns},
+    {"Cube3DConstant", kFormat565, 4.0, kFasterThanPlaneTurns},
+    {"Cube3D", kFormatXrgb, 1.5, kFasterThanPlaneTurns},
+    {"Cube3D", kFormat565, 1.5, kFasterThanPlaneTurns},
 };
 
 namespace {
@@ -153,6 +189,27 @@ const std::vector<ParamSweep> kParamSweeps = {
     {"Hexagon Kaleido", kGridSlot, "Grid", kGridValues, kWorstGridTimesMemcpy},
     {"Lozenge Kaleido", kGridSlot, "Grid", kGridValues, kWorstGridTimesMemcpy},
 };
+
+const std::vector<CaseTime> kCaseTimes = {
+    // They draw at most 15 frames a second of module time and draw nothing
+    // in between: a frame every 100 ms, and every timed frame draws. The first
+    // frame, which may count from the creation, is rendered before timing.
+    {"OldMovieClean", 100, 100},
+    {"OldMovieDirty", 100, 100},
+    // It flies in over the first 2 s after its creation and is a frame copy
+    // afterwards, as it stays: timed from 3 s on.
+    {"Cube3D", kFrameStepMs, 3000},
+    // It spins for ever, and its cost follows the box's angles: a turn takes
+    // 30 s, a pitch 15 s. The timed frames are 100 at 300 ms apart, every
+    // 3.6 degrees of one whole turn, whatever count the library would pick.
+    {"Cube3DConstant", 300, 0, 30000},
+};
+
+CaseTime CaseTimeFor(const std::string& effect) {
+    for (const CaseTime& entry : kCaseTimes)
+        if (effect == entry.effect) return entry;
+    return {nullptr, kFrameStepMs};
+}
 
 const std::vector<const char*> kFirstFrameEffects = {"Posterize Hue", "Tinta Special FX"};
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "bench/frei0r_filter.h"
@@ -59,6 +60,22 @@ struct ParamSweep {
     double maxTimesMemcpy;
 };
 extern const std::vector<ParamSweep> kParamSweeps;
+
+// How the case of an effect whose work depends on its time moves the time:
+// it renders from 0 for warmUpMs of module time before timing, then steps
+// stepMs a frame. With spanMs, the timed frames are a fixed count that spans
+// that much module time; else the library picks the count. Every other case
+// steps kFrameStepMs a frame from 0 with no warm-up.
+struct CaseTime {
+    const char* effect;
+    uint32_t stepMs;
+    uint32_t warmUpMs = 0;
+    uint32_t spanMs = 0;
+};
+extern const std::vector<CaseTime> kCaseTimes;
+
+// The entry of kCaseTimes for the effect, else the ordinary 40 ms a frame.
+CaseTime CaseTimeFor(const std::string& effect);
 
 // Effects whose first render in a process builds process-wide tables; their
 // first frame in a freshly loaded module is timed as a case of its own.
