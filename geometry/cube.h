@@ -2,7 +2,8 @@
 // The module rotates and projects the box's corners and hands every face in
 // view to the host as a textured quadrilateral. "Cube3D" flies in from far
 // away until one face fills the output, then copies; "Cube3DConstant" spins
-// for ever. Geometry is in single precision throughout.
+// for ever. Geometry is in single precision; the sines and cosines, the
+// perspective division and the orbit's centre are worked out in double.
 #pragma once
 
 #include <cstddef>

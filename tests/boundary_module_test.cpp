@@ -174,7 +174,9 @@ TEST_P(OddBlitService, EveryEffectLivesThroughIt) {
     EXPECT_EQ(s.pixel(1, 0), 0x007F7F7Fu);
     api.DestroyEffect(effect);
     EXPECT_EQ(copies, 0);  // nothing was copied through a refusing check
-    if (GetParam()) EXPECT_GT(transforms, 0);  // the cube's faces
+    if (GetParam()) {
+        EXPECT_GT(transforms, 0);  // the cube's faces
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Services, OddBlitService, ::testing::Bool(),
