@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vector>
 
+#include "host/blit_level.h"
 #include "host/blit_pixels.h"
 
 namespace fxhost {
@@ -25,6 +26,12 @@ bool Inside(const Plane& p, const SurfaceRect& r) {
 void MoveRows(const Plane& f, const Plane& t, const SurfaceRect& fr, const SurfaceRect& tr, Span xs, Span ys) {
     const int dx = fr.left - tr.left, dy = fr.top - tr.top;
     const size_t len = static_cast<size_t>(xs.size()) * static_cast<size_t>(t.bpp);
+    // Whole rows with no gap between them, on both sides: one block.
+    if (f.rowBytes == t.rowBytes && static_cast<size_t>(t.rowBytes) == len) {
+        std::memmove(At(t, xs.begin, ys.begin), At(f, xs.begin + dx, ys.begin + dy),
+                     len * static_cast<size_t>(ys.size()));
+        return;
+    }
     const bool bottomUp = reinterpret_cast<uintptr_t>(At(t, xs.begin, ys.begin)) >
                           reinterpret_cast<uintptr_t>(At(f, xs.begin + dx, ys.begin + dy));
     for (int k = 0; k < ys.size(); ++k) {
@@ -33,8 +40,62 @@ void MoveRows(const Plane& f, const Plane& t, const SurfaceRect& fr, const Surfa
     }
 }
 
+// One row of n words converted in order, the loop every vector level
+// compiles for itself.
+template <Conv C>
+__attribute__((always_inline)) inline void ConvertRow(const uint8_t* s, uint8_t* d, size_t n) {
+    constexpr int sb = SourceBpp(C), tb = TargetBpp(C);
+    for (size_t i = 0; i < n; ++i) {
+        uint32_t w;
+        if constexpr (sb == 4) {
+            std::memcpy(&w, s + i * 4, 4);
+        } else {
+            uint16_t h;
+            std::memcpy(&h, s + i * 2, 2);
+            w = h;
+        }
+        const uint32_t out = ConvertT<C>(w);
+        if constexpr (tb == 4) {
+            std::memcpy(d + i * 4, &out, 4);
+        } else {
+            const auto h = static_cast<uint16_t>(out);
+            std::memcpy(d + i * 2, &h, 2);
+        }
+    }
+}
+
+template <Conv C>
+__attribute__((optimize("no-tree-vectorize"))) void ConvertRowScalar(const uint8_t* s, uint8_t* d, size_t n) {
+    ConvertRow<C>(s, d, n);
+}
+template <Conv C>
+void ConvertRowSse2(const uint8_t* s, uint8_t* d, size_t n) {
+    ConvertRow<C>(s, d, n);
+}
+template <Conv C>
+__attribute__((target("avx2"))) void ConvertRowAvx2(const uint8_t* s, uint8_t* d, size_t n) {
+    ConvertRow<C>(s, d, n);
+}
+template <Conv C>
+__attribute__((target("avx512f,avx512bw,prefer-vector-width=512"))) void ConvertRowAvx512(const uint8_t* s,
+                                                                                          uint8_t* d, size_t n) {
+    ConvertRow<C>(s, d, n);
+}
+
+using RowFn = void (*)(const uint8_t*, uint8_t*, size_t);
+
+template <Conv C>
+RowFn ConvertRowFor(BlitLevel level) {
+    if (level >= BlitLevel::kAvx512) return ConvertRowAvx512<C>;
+    if (level >= BlitLevel::kAvx2) return ConvertRowAvx2<C>;
+    if (level >= BlitLevel::kSse2) return ConvertRowSse2<C>;
+    return ConvertRowScalar<C>;
+}
+
 // Nearest neighbour through a precomputed column map; a target row whose
-// source row equals the previous one's is a copy of that target row.
+// source row equals the previous one's is a copy of that target row. Rows
+// whose columns map one to one, as between surfaces of one size and two
+// depths, convert in a straight loop.
 template <Conv C>
 void NearestRows(const Plane& f, const Plane& t, Span xs, Span ys, const std::vector<int>& srcX,
                  const std::vector<int>& srcY) {
@@ -42,6 +103,9 @@ void NearestRows(const Plane& f, const Plane& t, Span xs, Span ys, const std::ve
     std::vector<ptrdiff_t> offsets(srcX.size());
     for (size_t i = 0; i < srcX.size(); ++i) offsets[i] = static_cast<ptrdiff_t>(srcX[i] - f.left) * sb;
     const size_t n = offsets.size();
+    bool straight = true;
+    for (size_t i = 1; i < n && straight; ++i) straight = srcX[i] == srcX[0] + static_cast<int>(i);
+    const RowFn convert = ConvertRowFor<C>(CurrentBlitLevel());
     for (int y = ys.begin; y < ys.end; ++y) {
         const auto j = static_cast<size_t>(y - ys.begin);
         uint8_t* d = At(t, xs.begin, y);
@@ -50,6 +114,10 @@ void NearestRows(const Plane& f, const Plane& t, Span xs, Span ys, const std::ve
             continue;
         }
         const uint8_t* s = At(f, f.left, srcY[j]);
+        if (straight && n > 0) {
+            convert(s + offsets[0], d, n);
+            continue;
+        }
         for (size_t i = 0; i < n; ++i) StoreWord(d + i * tb, tb, ConvertT<C>(LoadWord(s + offsets[i], sb)));
     }
 }

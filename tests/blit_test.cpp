@@ -10,6 +10,7 @@
 
 #include "host/blit_blend.h"
 #include "host/blit_level.h"
+#include "host/blit_pixels.h"
 #include "host/blit_quad.h"
 #include "host/blit_service.h"
 #include "host/host_surface.h"
@@ -45,6 +46,34 @@ void AtEveryLevel(Body body) {
         body();
     }
     SetBlitLevelForTesting(MachineBlitLevel());
+}
+
+// ---- Copies between depths ----
+
+// Rows of every width up to 40 between a 32-bit and a 16-bit surface of one
+// size: each word packed or widened on its own, the padding untouched.
+TEST(BlitCopy, UnscaledRowsConvertAtEveryLevel) {
+    std::mt19937 rng(7);
+    for (int32_t format : {kFormat555, kFormat565}) {
+        AtEveryLevel([&] {
+            for (int width = 1; width <= 40; ++width) {
+                HostSurface wide(width, 3, kFormatXrgb, width * 4 + 8), narrow(width, 3, format, width * 2 + 6);
+                HostSurface back(width, 3, kFormatXrgb, width * 4 + 4);
+                Randomise(wide, rng);
+                narrow.fillPadding(0x5A);
+                const SurfaceRect all = Rect(0, 0, width, 3);
+                BlitCopy(wide.get(), narrow.get(), &all, &all, kBlitPlain);
+                BlitCopy(narrow.get(), back.get(), &all, &all, kBlitPlain);
+                for (int y = 0; y < 3; ++y)
+                    for (int x = 0; x < width; ++x) {
+                        const uint32_t packed = blit::Pack16(wide.pixel(x, y), format == kFormat555);
+                        ASSERT_EQ(narrow.pixel(x, y), packed) << width << " " << x;
+                        ASSERT_EQ(back.pixel(x, y), blit::Widen16(packed, format == kFormat555)) << width << " " << x;
+                    }
+                ASSERT_TRUE(narrow.paddingIs(0x5A));
+            }
+        });
+    }
 }
 
 // ---- Blends ----
