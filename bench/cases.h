@@ -43,6 +43,16 @@ std::vector<EffectCase> RegisterFirstFrameCases(const std::vector<EffectCase>& e
 constexpr const char* kQuantiseCase = "Quantise route (all lookups)";
 std::vector<EffectCase> RegisterQuantiseCases();
 
+// The ascii art's kernel families, in-process: cells copied by the module
+// or blitted by the host, glyphs chosen by brightness or by colour.
+struct AsciiCase {
+    const char* name;
+    bool blit;
+    bool colour;
+};
+extern const std::vector<AsciiCase> kAsciiCases;
+std::vector<EffectCase> RegisterAsciiCases();
+
 struct PeerNote {
     std::string plugin;
     std::string note;

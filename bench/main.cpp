@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
     std::vector<EffectCase> effects = RegisterEffectCases(*module, notMade);
     const std::vector<EffectCase> firstFrames = RegisterFirstFrameCases(effects);
     for (EffectCase& c : RegisterQuantiseCases()) effects.push_back(std::move(c));
+    for (EffectCase& c : RegisterAsciiCases()) effects.push_back(std::move(c));
     std::vector<std::unique_ptr<Frei0rFilter>> peerFilters;
     std::vector<PeerNote> peerNotes;
     RegisterPeerCases(peerFilters, peerNotes);

@@ -39,6 +39,9 @@ const std::vector<PeerFilter> kPeerFilters = {
     {"perspective", {{"Top Left", 0.1, 0.0}, {"Top Right", 0.9, 0.0}}},
     // A moderate plasma ripple over the whole frame.
     {"distort0r", {{"Amplitude", 0.5}, {"Frequency", 0.01}}},
+    // Square blocks filled with their average, at its default size: a cell
+    // filter with far less work per cell than the ascii art.
+    {"pixeliz0r", {}},
     // The frame turned about its centre, a little on both the X and the Y
     // axis (0.5 is no turn): every output pixel is remapped, as on a box face.
     {"3dflippo",
@@ -75,6 +78,10 @@ const std::vector<EffectPeers> kEffectPeers = {
     {"OldMovieDirty", {"rgbnoise", "vignette"}},
     {"Cube3D", {"perspective", "3dflippo"}},
     {"Cube3DConstant", {"perspective", "3dflippo"}},
+    {"Ascii copy, brightness (in-process)", {"pixeliz0r"}},
+    {"Ascii copy, colour (in-process)", {"pixeliz0r"}},
+    {"Ascii blit, brightness (in-process)", {"pixeliz0r"}},
+    {"Ascii blit, colour (in-process)", {"pixeliz0r"}},
     {"Triangle Kaleido", kRemaps},
     {"Cyclic Triangle Kaleido", kRemaps},
     {"Square Kaleido", kRemaps},
@@ -97,6 +104,7 @@ const std::vector<PeerLimit> kFasterThanRemaps = {
 const std::vector<PeerLimit> kFasterThanFrameDelays = {{"baltan", Bound::kBelow, 1.0}, {"delay0r", Bound::kBelow, 1.0}};
 const std::vector<PeerLimit> kFasterThanNoiseAndVignette = {{"rgbnoise", Bound::kBelow, 1.0},
                                                             {"vignette", Bound::kBelow, 1.0}};
+const std::vector<PeerLimit> kFasterThanPixelizor = {{"pixeliz0r", Bound::kBelow, 1.0}};
 const std::vector<PeerLimit> kFasterThanPlaneTurns = {{"perspective", Bound::kBelow, 1.0},
                                                       {"3dflippo", Bound::kBelow, 1.0}};
 }  // namespace
@@ -171,6 +179,15 @@ const std::vector<SpeedTarget> kSpeedTargets = {
     {"Cube3DConstant", kFormat565, 4.0, kFasterThanPlaneTurns},
     {"Cube3D", kFormatXrgb, 1.5, kFasterThanPlaneTurns},
     {"Cube3D", kFormat565, 1.5, kFasterThanPlaneTurns},
+    // Every kernel family, the host's blits included.
+    {"Ascii copy, brightness (in-process)", kFormatXrgb, 4.0, kFasterThanPixelizor},
+    {"Ascii copy, brightness (in-process)", kFormat565, 4.0, kFasterThanPixelizor},
+    {"Ascii copy, colour (in-process)", kFormatXrgb, 4.0, kFasterThanPixelizor},
+    {"Ascii copy, colour (in-process)", kFormat565, 4.0, kFasterThanPixelizor},
+    {"Ascii blit, brightness (in-process)", kFormatXrgb, 4.0, kFasterThanPixelizor},
+    {"Ascii blit, brightness (in-process)", kFormat565, 4.0, kFasterThanPixelizor},
+    {"Ascii blit, colour (in-process)", kFormatXrgb, 4.0, kFasterThanPixelizor},
+    {"Ascii blit, colour (in-process)", kFormat565, 4.0, kFasterThanPixelizor},
 };
 
 namespace {

@@ -43,7 +43,7 @@ void MoveRows(const Plane& f, const Plane& t, const SurfaceRect& fr, const Surfa
 // One row of n words converted in order, the loop every vector level
 // compiles for itself.
 template <Conv C>
-__attribute__((always_inline)) inline void ConvertRow(const uint8_t* s, uint8_t* d, size_t n) {
+__attribute__((always_inline)) inline void ConvertWords(const uint8_t* s, uint8_t* d, size_t n) {
     constexpr int sb = SourceBpp(C), tb = TargetBpp(C);
     for (size_t i = 0; i < n; ++i) {
         uint32_t w;
@@ -62,6 +62,20 @@ __attribute__((always_inline)) inline void ConvertRow(const uint8_t* s, uint8_t*
             std::memcpy(d + i * 2, &h, 2);
         }
     }
+}
+
+// Blocks of 16 words, whose fixed count the compiler turns into whole
+// vectors; a row that is not a multiple of 16 ends with a block that
+// overlaps the one before, which rewrites the same words (source and target
+// never overlap here).
+constexpr size_t kConvertBlock = 16;
+template <Conv C>
+__attribute__((always_inline)) inline void ConvertRow(const uint8_t* s, uint8_t* d, size_t n) {
+    constexpr int sb = SourceBpp(C), tb = TargetBpp(C);
+    if (n < kConvertBlock) return ConvertWords<C>(s, d, n);
+    size_t i = 0;
+    for (; i + kConvertBlock <= n; i += kConvertBlock) ConvertWords<C>(s + i * sb, d + i * tb, kConvertBlock);
+    if (i < n) ConvertWords<C>(s + (n - kConvertBlock) * sb, d + (n - kConvertBlock) * tb, kConvertBlock);
 }
 
 template <Conv C>
@@ -133,6 +147,28 @@ void Nearest(Conv conv, const Plane& f, const Plane& t, const SurfaceRect& fr, c
     case Conv::ToP565: NearestRows<Conv::ToP565>(f, t, xs, ys, srcX, srcY); break;
     case Conv::FromP555: NearestRows<Conv::FromP555>(f, t, xs, ys, srcX, srcY); break;
     case Conv::FromP565: NearestRows<Conv::FromP565>(f, t, xs, ys, srcX, srcY); break;
+    }
+}
+
+// Same size across depths, source inside its surface and apart from the
+// target: each clipped row converts in a straight loop, with no column map.
+template <Conv C>
+void ConvertRowsOf(const Plane& f, const Plane& t, const SurfaceRect& fr, const SurfaceRect& tr, Span xs, Span ys) {
+    const int dx = fr.left - tr.left, dy = fr.top - tr.top;
+    const RowFn convert = ConvertRowFor<C>(CurrentBlitLevel());
+    const auto n = static_cast<size_t>(xs.size());
+    for (int y = ys.begin; y < ys.end; ++y) convert(At(f, xs.begin + dx, y + dy), At(t, xs.begin, y), n);
+}
+
+void ConvertRows(Conv conv, const Plane& f, const Plane& t, const SurfaceRect& fr, const SurfaceRect& tr, Span xs,
+                 Span ys) {
+    switch (conv) {
+    case Conv::Same16: ConvertRowsOf<Conv::Same16>(f, t, fr, tr, xs, ys); break;
+    case Conv::Same32: ConvertRowsOf<Conv::Same32>(f, t, fr, tr, xs, ys); break;
+    case Conv::ToP555: ConvertRowsOf<Conv::ToP555>(f, t, fr, tr, xs, ys); break;
+    case Conv::ToP565: ConvertRowsOf<Conv::ToP565>(f, t, fr, tr, xs, ys); break;
+    case Conv::FromP555: ConvertRowsOf<Conv::FromP555>(f, t, fr, tr, xs, ys); break;
+    case Conv::FromP565: ConvertRowsOf<Conv::FromP565>(f, t, fr, tr, xs, ys); break;
     }
 }
 
@@ -209,6 +245,10 @@ void CopyImpl(Surface* from, Surface* to, const SurfaceRect* fromRect, const Sur
             f = copy.plane;
         }
         MoveRows(f, t, fr, tr, xs, ys);
+        return;
+    }
+    if (sameSize && Inside(f, fr) && !overlap) {
+        ConvertRows(ChooseConv(f, t), f, t, fr, tr, xs, ys);
         return;
     }
     if (overlap) {

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <vector>
 
 #include "render/surface.h"
@@ -44,8 +46,11 @@ private:
     // The first byte of pixel (x, y); throws HostError outside the surface.
     uint8_t* at(int x, int y) const;
 
+    struct FreeBlock {
+        void operator()(uint8_t* block) const { std::free(block); }
+    };
     Surface record_{};
-    std::vector<uint8_t> storage_;
+    std::unique_ptr<uint8_t, FreeBlock> storage_;
 };
 
 }  // namespace fxhost

@@ -10,6 +10,7 @@
 #include "geometry/square_kaleido.h"
 #include "geometry/triangle_kaleido.h"
 #include "shell/frame_params.h"
+#include "temporal/ascii_art.h"
 #include "temporal/motion_blur.h"
 #include "temporal/old_movie.h"
 
@@ -157,8 +158,8 @@ const FactoryRow kFactoryRows[kFactoryNameCount] = {
     {"Hexagon Kaleido Cyclic", [] { return Kaleidoscope<CHexagonKaleido>(true); }},
     {"Lozenge Kaleido", [] { return Kaleidoscope<CLozengeKaleido>(false); }},
     {"Lozenge Kaleido Cyclic", [] { return Kaleidoscope<CLozengeKaleido>(true); }},
-    {"AsciiArt1", nullptr},
-    {"AsciiArt2", nullptr},
+    {"AsciiArt1", []() -> CRenderInterface* { return NewAsciiArt(FactoryAsciiRecord(0, 1)); }},
+    {"AsciiArt2", []() -> CRenderInterface* { return NewAsciiArt(FactoryAsciiRecord(1, 7)); }},
     {"Cube3D", [] { return Cube(0); }},
     {"Cube3DConstant", [] { return Cube(1); }},
     {"RGB Cycling Slow", [] { return ColourCycling(2.0f, 3.5f, 4.1f, 0xBE); }},

@@ -19,15 +19,15 @@ const char* FactoryName(int index);
 CRenderInterface* CreateEffect(const char* name, Surface* source, Surface* destination);
 
 // Allocates an instance, fills it with zero bytes and constructs it.
-template <class Effect, class Record>
-CRenderInterface* NewZeroedEffect(const Record& record) {
+template <class Effect, class... Args>
+CRenderInterface* NewZeroedEffect(const Args&... args) {
     void* block = ::operator new(sizeof(Effect));
     std::memset(block, 0, sizeof(Effect));
     // The fill must survive: the compiler may otherwise drop stores made
     // before the object's lifetime begins.
     asm volatile("" : : "r"(block) : "memory");
     try {
-        return new (block) Effect(record);
+        return new (block) Effect(args...);
     } catch (...) {
         ::operator delete(block);
         throw;

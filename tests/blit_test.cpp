@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <random>
 #include <vector>
 
@@ -74,6 +75,49 @@ TEST(BlitCopy, UnscaledRowsConvertAtEveryLevel) {
             }
         });
     }
+}
+
+// A part of a 32-bit picture into another place of a smaller 16-bit one, the
+// size kept: each word lands where its rectangle puts it, nothing else moves.
+TEST(BlitCopy, SubRectanglesBetweenDepthsKeepTheirPlace) {
+    std::mt19937 rng(11);
+    AtEveryLevel([&] {
+        HostSurface wide(50, 20, kFormatXrgb), narrow(40, 10, kFormat565, 40 * 2 + 4);
+        Randomise(wide, rng);
+        narrow.fill(0x1234);
+        narrow.fillPadding(0x5A);
+        const SurfaceRect from = Rect(5, 3, 35, 13), to = Rect(10, 0, 40, 10);
+        BlitCopy(wide.get(), narrow.get(), &from, &to, kBlitPlain);
+        for (int y = 0; y < 10; ++y)
+            for (int x = 0; x < 40; ++x)
+                ASSERT_EQ(narrow.pixel(x, y), x < 10 ? 0x1234u : blit::Pack16(wide.pixel(x - 10 + 5, y + 3), false))
+                    << x << "," << y;
+        ASSERT_TRUE(narrow.paddingIs(0x5A));
+    });
+}
+
+// Mode 1 with a record whose corners are clear draws the rectangle as a
+// plain copy whatever the rest holds; a record of random bytes draws
+// something or nothing, but only inside the destination.
+TEST(BlitTransform, PlainModeIsSafeWithAnyRecord) {
+    std::mt19937 rng(5);
+    HostSurface from(30, 20, kFormatXrgb), to(40, 30, kFormatXrgb, 40 * 4 + 8), copy(40, 30, kFormatXrgb);
+    Randomise(from, rng);
+    const SurfaceRect glyph = Rect(4, 2, 14, 12), cell = Rect(20, 10, 30, 20);
+    BlitParams params;
+    std::memset(&params, 0xA7, sizeof params);
+    for (BlitCorner& c : params.corners) c = BlitCorner{};
+    BlitTransform(from.get(), to.get(), &glyph, &cell, kBlitPlain, &params);
+    BlitCopy(from.get(), copy.get(), &glyph, &cell, kBlitPlain);
+    EXPECT_EQ(Words(to), Words(copy));
+    const auto source = Words(from);
+    for (int i = 0; i < 200; ++i) {
+        for (size_t b = 0; b < sizeof params; ++b) reinterpret_cast<uint8_t*>(&params)[b] = static_cast<uint8_t>(rng());
+        to.fillPadding(0x5A);
+        BlitTransform(from.get(), to.get(), &glyph, &cell, kBlitPlain, &params);
+        ASSERT_TRUE(to.paddingIs(0x5A));
+    }
+    EXPECT_EQ(Words(from), source);
 }
 
 // ---- Blends ----

@@ -1,0 +1,316 @@
+#include "temporal/ascii_kernels.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "render/intrinsics.h"
+
+namespace {
+
+// Rows summed in 16-bit lanes before the lanes are emptied into the 32-bit
+// sums: 256 rows of values up to 255 fit.
+constexpr int32_t kBatchRows = 256;
+
+#define ASCII_INLINE __attribute__((always_inline)) inline
+
+// Column sums are kept as four 16-bit lanes a pixel, blue, green, red and a
+// spare, whatever the depth; a cell is 4 x cellWidth lanes side by side.
+
+// Empties each cell's lanes into its 32-bit sums, one channel at a time.
+ASCII_INLINE void AddCellsScalar(const uint16_t* lanes, int32_t cells, int32_t cellWidth, uint32_t (*sums)[3]) {
+    for (int32_t c = 0; c < cells; ++c) {
+        uint32_t red = 0, green = 0, blue = 0;
+        const uint16_t* p = lanes + c * cellWidth * 4;
+        for (int32_t k = 0; k < cellWidth; ++k) {
+            blue += p[4 * k];
+            green += p[4 * k + 1];
+            red += p[4 * k + 2];
+        }
+        sums[c][0] += red;
+        sums[c][1] += green;
+        sums[c][2] += blue;
+    }
+}
+
+// Generic vectors of N 16-bit lanes, half of them, and N / 2 32-bit lanes.
+template <int N>
+struct LaneVectors;
+template <>
+struct LaneVectors<8> {
+    typedef uint16_t Wide __attribute__((vector_size(16)));
+    typedef uint16_t Half __attribute__((vector_size(8)));
+    typedef uint32_t Sum __attribute__((vector_size(16)));
+};
+template <>
+struct LaneVectors<16> {
+    typedef uint16_t Wide __attribute__((vector_size(32)));
+    typedef uint16_t Half __attribute__((vector_size(16)));
+    typedef uint32_t Sum __attribute__((vector_size(32)));
+};
+template <>
+struct LaneVectors<32> {
+    typedef uint16_t Wide __attribute__((vector_size(64)));
+    typedef uint16_t Half __attribute__((vector_size(32)));
+    typedef uint32_t Sum __attribute__((vector_size(64)));
+};
+
+// The same with vectors of N 16-bit lanes: each cell's lanes are widened to
+// 32 bits and added up by vector, the last vector cut to the cell by a mask,
+// then lanes of one channel are folded together. Reads up to N lanes beyond
+// the last cell, which the scratch space holds.
+template <int N>
+ASCII_INLINE void AddCellsVector(const uint16_t* lanes, int32_t cells, int32_t cellWidth, uint32_t (*sums)[3]) {
+    using Wide = typename LaneVectors<N>::Wide;
+    using Half = typename LaneVectors<N>::Half;
+    using Sum = typename LaneVectors<N>::Sum;
+    const int32_t n = cellWidth * 4;
+    const int32_t tail = n % N;
+    uint16_t maskLanes[N];
+    for (int32_t i = 0; i < N; ++i) maskLanes[i] = i < tail ? 0xFFFF : 0;
+    Wide tailMask;
+    std::memcpy(&tailMask, maskLanes, sizeof tailMask);
+    for (int32_t c = 0; c < cells; ++c) {
+        const uint16_t* p = lanes + c * n;
+        Sum total = {};
+        for (int32_t i = 0; i < n; i += N) {
+            Wide v;
+            std::memcpy(&v, p + i, sizeof v);
+            if (i + N > n) v &= tailMask;
+            Half lo, hi;
+            std::memcpy(&lo, &v, sizeof lo);
+            std::memcpy(&hi, reinterpret_cast<const uint8_t*>(&v) + sizeof lo, sizeof hi);
+            total += __builtin_convertvector(lo, Sum) + __builtin_convertvector(hi, Sum);
+        }
+        uint32_t t[N / 2];
+        std::memcpy(t, &total, sizeof t);
+        uint32_t channel[4] = {t[0], t[1], t[2], t[3]};
+        for (int32_t j = 4; j < N / 2; j += 4)
+            for (int32_t k = 0; k < 4; ++k) channel[k] += t[j + k];
+        sums[c][0] += channel[2];
+        sums[c][1] += channel[1];
+        sums[c][2] += channel[0];
+    }
+}
+
+ASCII_INLINE void ClearSums(uint32_t (*sums)[3], int32_t cells) {
+    for (int32_t c = 0; c < cells; ++c) sums[c][0] = sums[c][1] = sums[c][2] = 0;
+}
+
+// Pixels summed down the rows at a time, in lanes that stay in registers.
+constexpr int32_t kChunkBytes = 64;
+// Going down the rows chunk by chunk defeats the processor's own prefetch:
+// each row asks for its line a few chunks ahead. A prefetch never faults, so
+// one beyond the row's end is harmless.
+constexpr int32_t kPrefetchBytes = 4 * kChunkBytes;
+
+// Lane sums of rows [y0, y1) for the pixels [x0, x0 + count) of 32-bit rows.
+template <int32_t Count>
+ASCII_INLINE void SumChunk32(const CellStrip& s, int32_t y0, int32_t y1, int32_t x0, uint16_t* __restrict lanes) {
+    uint16_t a[Count * 4] = {};
+    for (int32_t y = y0; y < y1; ++y) {
+        const uint8_t* __restrict row = s.first + y * s.pitch + x0 * 4;
+        __builtin_prefetch(row + kPrefetchBytes);
+        for (int32_t i = 0; i < Count * 4; ++i) a[i] = static_cast<uint16_t>(a[i] + row[i]);
+    }
+    std::memcpy(lanes + x0 * 4, a, sizeof a);
+}
+
+// The same for 16-bit words, whose fields are summed apart and spread over
+// the lanes at the end: red and blue times 8, green times 4 (format 2) or 8.
+template <int32_t Count, int RedShift, int GreenShift, int GreenMask>
+ASCII_INLINE void SumChunk16(const CellStrip& s, int32_t y0, int32_t y1, int32_t x0, uint16_t* __restrict lanes) {
+    uint16_t red[Count] = {}, green[Count] = {}, blue[Count] = {};
+    for (int32_t y = y0; y < y1; ++y) {
+        const uint8_t* __restrict row = s.first + y * s.pitch + x0 * 2;
+        __builtin_prefetch(row + kPrefetchBytes);
+        for (int32_t i = 0; i < Count; ++i) {
+            uint16_t p;
+            std::memcpy(&p, row + 2 * i, 2);
+            red[i] = static_cast<uint16_t>(red[i] + (p >> RedShift & 0xF8));
+            green[i] = static_cast<uint16_t>(green[i] + (p >> GreenShift & GreenMask));
+            blue[i] = static_cast<uint16_t>(blue[i] + ((p & 31) << 3));
+        }
+    }
+    for (int32_t i = 0; i < Count; ++i) {
+        const uint64_t four = uint64_t{blue[i]} | uint64_t{green[i]} << 16 | uint64_t{red[i]} << 32;
+        std::memcpy(lanes + (x0 + i) * 4, &four, sizeof four);
+    }
+}
+
+// Column lanes of the rows, batch by batch, then the cells' sums. Whole
+// chunks of 64 bytes go down the batch's rows in registers; the pixels
+// that remain one at a time.
+template <int Depth, int RedShift, int GreenShift, int GreenMask, class AddCells>
+ASCII_INLINE void SumBody(const CellStrip& s, uint32_t (*sums)[3], uint16_t* scratch, AddCells addCells) {
+    constexpr int32_t chunk = kChunkBytes / (Depth / 8);
+    const int32_t span = s.cells * s.cellWidth;
+    const int32_t present = std::clamp(s.pixels, 0, span);
+    const int32_t whole = present / chunk * chunk;
+    ClearSums(sums, s.cells);
+    for (int32_t y0 = 0; y0 < s.rows; y0 += kBatchRows) {
+        const int32_t y1 = std::min(s.rows, y0 + kBatchRows);
+        std::fill(scratch + whole * 4, scratch + span * 4, uint16_t{0});
+        for (int32_t x0 = 0; x0 < whole; x0 += chunk) {
+            if constexpr (Depth == 32) SumChunk32<chunk>(s, y0, y1, x0, scratch);
+            else SumChunk16<chunk, RedShift, GreenShift, GreenMask>(s, y0, y1, x0, scratch);
+        }
+        for (int32_t x0 = whole; x0 < present; ++x0) {
+            if constexpr (Depth == 32) SumChunk32<1>(s, y0, y1, x0, scratch);
+            else SumChunk16<1, RedShift, GreenShift, GreenMask>(s, y0, y1, x0, scratch);
+        }
+        addCells(scratch, s.cells, s.cellWidth, sums);
+    }
+}
+
+template <class AddCells>
+ASCII_INLINE void Sum32Body(const CellStrip& s, uint32_t (*sums)[3], uint16_t* scratch, AddCells addCells) {
+    SumBody<32, 0, 0, 0>(s, sums, scratch, addCells);
+}
+
+template <class AddCells>
+ASCII_INLINE void Sum16Any(const CellStrip& s, int32_t format, uint32_t (*sums)[3], uint16_t* scratch,
+                           AddCells addCells) {
+    if (format == 2) SumBody<16, 8, 3, 0xFC>(s, sums, scratch, addCells);
+    else SumBody<16, 7, 2, 0xF8>(s, sums, scratch, addCells);
+}
+
+// Moves n bytes with two moves of W bytes that may overlap: n from W to 2W.
+template <class Word>
+ASCII_INLINE void MovePair(uint8_t* dst, const uint8_t* src, int32_t n) {
+    Word head, tail;
+    std::memcpy(&head, src, sizeof head);
+    std::memcpy(&tail, src + n - sizeof tail, sizeof tail);
+    std::memcpy(dst, &head, sizeof head);
+    std::memcpy(dst + n - sizeof tail, &tail, sizeof tail);
+}
+
+// Up to 16 bytes with scalar words.
+ASCII_INLINE void MoveSmall(uint8_t* dst, const uint8_t* src, int32_t n) {
+    if (n >= 8) MovePair<uint64_t>(dst, src, n);
+    else if (n >= 4) MovePair<uint32_t>(dst, src, n);
+    else if (n >= 2) MovePair<uint16_t>(dst, src, n);
+    else if (n == 1) *dst = *src;
+}
+
+// Any length in 8-byte words, the last one overlapping.
+ASCII_INLINE void MoveScalar(uint8_t* dst, const uint8_t* src, int32_t n) {
+    if (n <= 16) return MoveSmall(dst, src, n);
+    const auto move8 = [](uint8_t* d, const uint8_t* s) {
+        uint64_t w;
+        std::memcpy(&w, s, 8);
+        std::memcpy(d, &w, 8);
+    };
+    for (int32_t i = 0; i + 8 < n; i += 8) move8(dst + i, src + i);
+    move8(dst + n - 8, src + n - 8);
+}
+
+__attribute__((optimize("no-tree-vectorize"))) void SumCells32Scalar(const CellStrip& s, uint32_t (*sums)[3],
+                                                                        uint16_t* scratch) {
+    Sum32Body(s, sums, scratch, AddCellsScalar);
+}
+void SumCells32Sse2(const CellStrip& s, uint32_t (*sums)[3], uint16_t* scratch) {
+    Sum32Body(s, sums, scratch, AddCellsVector<8>);
+}
+__attribute__((target("avx2"))) void SumCells32Avx2(const CellStrip& s, uint32_t (*sums)[3], uint16_t* scratch) {
+    Sum32Body(s, sums, scratch, AddCellsVector<16>);
+}
+__attribute__((target("avx512f,avx512bw,prefer-vector-width=512"))) void SumCells32Avx512(const CellStrip& s,
+                                                                                        uint32_t (*sums)[3],
+                                                                                        uint16_t* scratch) {
+    Sum32Body(s, sums, scratch, AddCellsVector<32>);
+}
+
+__attribute__((optimize("no-tree-vectorize"))) void SumCells16Scalar(const CellStrip& s, int32_t format,
+                                                                        uint32_t (*sums)[3], uint16_t* scratch) {
+    Sum16Any(s, format, sums, scratch, AddCellsScalar);
+}
+void SumCells16Sse2(const CellStrip& s, int32_t format, uint32_t (*sums)[3], uint16_t* scratch) {
+    Sum16Any(s, format, sums, scratch, AddCellsVector<8>);
+}
+__attribute__((target("avx2"))) void SumCells16Avx2(const CellStrip& s, int32_t format, uint32_t (*sums)[3],
+                                                    uint16_t* scratch) {
+    Sum16Any(s, format, sums, scratch, AddCellsVector<16>);
+}
+__attribute__((target("avx512f,avx512bw,prefer-vector-width=512"))) void SumCells16Avx512(const CellStrip& s,
+                                                                                        int32_t format,
+                                                                                        uint32_t (*sums)[3],
+                                                                                        uint16_t* scratch) {
+    Sum16Any(s, format, sums, scratch, AddCellsVector<32>);
+}
+
+__attribute__((optimize("no-tree-vectorize"))) void CopyScalar(uint8_t* dst, intptr_t dstPitch, const uint8_t* src,
+                                                                  intptr_t srcPitch, int32_t rows, int32_t bytes) {
+    if (bytes <= 0) return;
+    for (int32_t y = 0; y < rows; ++y) MoveScalar(dst + y * dstPitch, src + y * srcPitch, bytes);
+}
+
+ASCII_INLINE void MoveSse2(uint8_t* d, const uint8_t* s, int32_t n) {
+    if (n < 16) return MoveSmall(d, s, n);
+    for (int32_t i = 0; i + 16 < n; i += 16)
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i), _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + n - 16), _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + n - 16)));
+}
+
+__attribute__((target("avx2"))) ASCII_INLINE void MoveAvx2(uint8_t* d, const uint8_t* s, int32_t n) {
+    if (n <= 32) return MoveSse2(d, s, n);
+    for (int32_t i = 0; i + 32 < n; i += 32)
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + i), _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i)));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + n - 32),
+                        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + n - 32)));
+}
+
+void CopySse2(uint8_t* dst, intptr_t dstPitch, const uint8_t* src, intptr_t srcPitch, int32_t rows, int32_t bytes) {
+    if (bytes <= 0) return;
+    for (int32_t y = 0; y < rows; ++y) MoveSse2(dst + y * dstPitch, src + y * srcPitch, bytes);
+}
+
+__attribute__((target("avx2"))) void CopyAvx2(uint8_t* dst, intptr_t dstPitch, const uint8_t* src, intptr_t srcPitch,
+                                              int32_t rows, int32_t bytes) {
+    if (bytes <= 0) return;
+    for (int32_t y = 0; y < rows; ++y) MoveAvx2(dst + y * dstPitch, src + y * srcPitch, bytes);
+}
+
+// Whole 64-byte moves, then one masked move for the rest: no byte outside
+// the row is read or written.
+__attribute__((target("avx512f,avx512bw"))) void CopyAvx512(uint8_t* dst, intptr_t dstPitch, const uint8_t* src,
+                                                            intptr_t srcPitch, int32_t rows, int32_t bytes) {
+    if (bytes <= 0) return;
+    const int32_t whole = bytes & ~63;
+    const __mmask64 rest = (uint64_t{1} << (bytes & 63)) - 1;
+    for (int32_t y = 0; y < rows; ++y) {
+        uint8_t* d = dst + y * dstPitch;
+        const uint8_t* s = src + y * srcPitch;
+        for (int32_t i = 0; i < whole; i += 64) _mm512_storeu_si512(d + i, _mm512_loadu_si512(s + i));
+        _mm512_mask_storeu_epi8(d + whole, rest, _mm512_maskz_loadu_epi8(rest, s + whole));
+    }
+}
+
+}  // namespace
+
+void SumCells32(const CellStrip& strip, uint32_t (*sums)[3], uint16_t* scratch, SimdLevel level) {
+    switch (level) {
+    case SimdLevel::kScalar: return SumCells32Scalar(strip, sums, scratch);
+    case SimdLevel::kSse2: return SumCells32Sse2(strip, sums, scratch);
+    case SimdLevel::kAvx2: return SumCells32Avx2(strip, sums, scratch);
+    case SimdLevel::kAvx512Vbmi: return SumCells32Avx512(strip, sums, scratch);
+    }
+}
+
+void SumCells16(const CellStrip& strip, int32_t format, uint32_t (*sums)[3], uint16_t* scratch, SimdLevel level) {
+    switch (level) {
+    case SimdLevel::kScalar: return SumCells16Scalar(strip, format, sums, scratch);
+    case SimdLevel::kSse2: return SumCells16Sse2(strip, format, sums, scratch);
+    case SimdLevel::kAvx2: return SumCells16Avx2(strip, format, sums, scratch);
+    case SimdLevel::kAvx512Vbmi: return SumCells16Avx512(strip, format, sums, scratch);
+    }
+}
+
+void CopyBlock(uint8_t* dst, intptr_t dstPitch, const uint8_t* src, intptr_t srcPitch, int32_t rows, int32_t bytes,
+               SimdLevel level) {
+    switch (level) {
+    case SimdLevel::kScalar: return CopyScalar(dst, dstPitch, src, srcPitch, rows, bytes);
+    case SimdLevel::kSse2: return CopySse2(dst, dstPitch, src, srcPitch, rows, bytes);
+    case SimdLevel::kAvx2: return CopyAvx2(dst, dstPitch, src, srcPitch, rows, bytes);
+    case SimdLevel::kAvx512Vbmi: return CopyAvx512(dst, dstPitch, src, srcPitch, rows, bytes);
+    }
+}
