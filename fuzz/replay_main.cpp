@@ -31,12 +31,11 @@ int main(int argc, char** argv) {
     std::sort(files.begin(), files.end());
     LLVMFuzzerInitialize(&argc, &argv);
     for (const fs::path& file : files) {
-        std::printf("%s\n", file.c_str());  // the input a failure comes from
-        std::fflush(stdout);
+        std::fprintf(stderr, "%s\n", file.c_str());  // the input a failure comes from
         std::ifstream in(file, std::ios::binary);
         const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in), {}};
         LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
     }
-    std::printf("fuzz_replay: %zu inputs ran\n", files.size());
+    std::fprintf(stderr, "fuzz_replay: %zu inputs ran\n", files.size());
     return 0;
 }

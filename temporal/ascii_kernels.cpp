@@ -96,68 +96,53 @@ ASCII_INLINE void ClearSums(uint32_t (*sums)[3], int32_t cells) {
     for (int32_t c = 0; c < cells; ++c) sums[c][0] = sums[c][1] = sums[c][2] = 0;
 }
 
-// Pixels summed down the rows at a time, in lanes that stay in registers.
-constexpr int32_t kChunkBytes = 64;
-// Going down the rows chunk by chunk defeats the processor's own prefetch:
-// each row asks for its line a few chunks ahead. A prefetch never faults, so
-// one beyond the row's end is harmless.
-constexpr int32_t kPrefetchBytes = 4 * kChunkBytes;
-
-// Lane sums of rows [y0, y1) for the pixels [x0, x0 + count) of 32-bit rows.
-template <int32_t Count>
-ASCII_INLINE void SumChunk32(const CellStrip& s, int32_t y0, int32_t y1, int32_t x0, uint16_t* __restrict lanes) {
-    uint16_t a[Count * 4] = {};
+// Column sums of rows [y0, y1) of 32-bit pixels, row by row: each pixel's
+// bytes are its lanes.
+ASCII_INLINE void SumRows32(const CellStrip& s, int32_t y0, int32_t y1, int32_t pixels, uint16_t* __restrict lanes) {
     for (int32_t y = y0; y < y1; ++y) {
-        const uint8_t* __restrict row = s.first + y * s.pitch + x0 * 4;
-        __builtin_prefetch(row + kPrefetchBytes);
-        for (int32_t i = 0; i < Count * 4; ++i) a[i] = static_cast<uint16_t>(a[i] + row[i]);
+        const uint8_t* __restrict row = s.first + y * s.pitch;
+        for (int32_t i = 0; i < pixels * 4; ++i) lanes[i] = static_cast<uint16_t>(lanes[i] + row[i]);
     }
-    std::memcpy(lanes + x0 * 4, a, sizeof a);
 }
 
-// The same for 16-bit words, whose fields are summed apart and spread over
-// the lanes at the end: red and blue times 8, green times 4 (format 2) or 8.
-template <int32_t Count, int RedShift, int GreenShift, int GreenMask>
-ASCII_INLINE void SumChunk16(const CellStrip& s, int32_t y0, int32_t y1, int32_t x0, uint16_t* __restrict lanes) {
-    uint16_t red[Count] = {}, green[Count] = {}, blue[Count] = {};
+// The same for 16-bit words: the fields are summed in three planes, then
+// spread over the lanes, red and blue times 8, green times 4 (format 2) or 8.
+template <int RedShift, int GreenShift, int GreenMask>
+ASCII_INLINE void SumRows16(const CellStrip& s, int32_t y0, int32_t y1, int32_t pixels, uint16_t* __restrict planes,
+                            uint16_t* __restrict lanes) {
+    uint16_t* __restrict red = planes;
+    uint16_t* __restrict green = planes + pixels;
+    uint16_t* __restrict blue = planes + 2 * pixels;
+    std::fill(planes, planes + 3 * pixels, uint16_t{0});
     for (int32_t y = y0; y < y1; ++y) {
-        const uint8_t* __restrict row = s.first + y * s.pitch + x0 * 2;
-        __builtin_prefetch(row + kPrefetchBytes);
-        for (int32_t i = 0; i < Count; ++i) {
+        const uint8_t* __restrict row = s.first + y * s.pitch;
+        for (int32_t x = 0; x < pixels; ++x) {
             uint16_t p;
-            std::memcpy(&p, row + 2 * i, 2);
-            red[i] = static_cast<uint16_t>(red[i] + (p >> RedShift & 0xF8));
-            green[i] = static_cast<uint16_t>(green[i] + (p >> GreenShift & GreenMask));
-            blue[i] = static_cast<uint16_t>(blue[i] + ((p & 31) << 3));
+            std::memcpy(&p, row + 2 * x, 2);
+            red[x] = static_cast<uint16_t>(red[x] + (p >> RedShift & 0xF8));
+            green[x] = static_cast<uint16_t>(green[x] + (p >> GreenShift & GreenMask));
+            blue[x] = static_cast<uint16_t>(blue[x] + ((p & 31) << 3));
         }
     }
-    for (int32_t i = 0; i < Count; ++i) {
-        const uint64_t four = uint64_t{blue[i]} | uint64_t{green[i]} << 16 | uint64_t{red[i]} << 32;
-        std::memcpy(lanes + (x0 + i) * 4, &four, sizeof four);
+    for (int32_t x = 0; x < pixels; ++x) {
+        const uint64_t four = uint64_t{blue[x]} | uint64_t{green[x]} << 16 | uint64_t{red[x]} << 32;
+        std::memcpy(lanes + x * 4, &four, sizeof four);
     }
 }
 
-// Column lanes of the rows, batch by batch, then the cells' sums. Whole
-// chunks of 64 bytes go down the batch's rows in registers; the pixels
-// that remain one at a time.
+// Column lanes of the rows, batch by batch, then the cells' sums. Rows are
+// read in order, one after the other, so that the processor's prefetch
+// keeps ahead.
 template <int Depth, int RedShift, int GreenShift, int GreenMask, class AddCells>
 ASCII_INLINE void SumBody(const CellStrip& s, uint32_t (*sums)[3], uint16_t* scratch, AddCells addCells) {
-    constexpr int32_t chunk = kChunkBytes / (Depth / 8);
     const int32_t span = s.cells * s.cellWidth;
     const int32_t present = std::clamp(s.pixels, 0, span);
-    const int32_t whole = present / chunk * chunk;
     ClearSums(sums, s.cells);
     for (int32_t y0 = 0; y0 < s.rows; y0 += kBatchRows) {
         const int32_t y1 = std::min(s.rows, y0 + kBatchRows);
-        std::fill(scratch + whole * 4, scratch + span * 4, uint16_t{0});
-        for (int32_t x0 = 0; x0 < whole; x0 += chunk) {
-            if constexpr (Depth == 32) SumChunk32<chunk>(s, y0, y1, x0, scratch);
-            else SumChunk16<chunk, RedShift, GreenShift, GreenMask>(s, y0, y1, x0, scratch);
-        }
-        for (int32_t x0 = whole; x0 < present; ++x0) {
-            if constexpr (Depth == 32) SumChunk32<1>(s, y0, y1, x0, scratch);
-            else SumChunk16<1, RedShift, GreenShift, GreenMask>(s, y0, y1, x0, scratch);
-        }
+        std::fill(scratch, scratch + span * 4, uint16_t{0});
+        if constexpr (Depth == 32) SumRows32(s, y0, y1, present, scratch);
+        else SumRows16<RedShift, GreenShift, GreenMask>(s, y0, y1, present, scratch + span * 4, scratch);
         addCells(scratch, s.cells, s.cellWidth, sums);
     }
 }

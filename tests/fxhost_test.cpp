@@ -123,10 +123,20 @@ TEST_F(Fxhost, ListsTheCatalogueAndTheFurtherNamesQuietly) {
     EXPECT_NE(run.out.find("28  Tinta Special FX Smooth"), std::string::npos);
     EXPECT_NE(run.out.find("Stroboscope                      Speed, Hue, Softness          52   0 255 255"),
               std::string::npos);
-    for (const char* name : {"AsciiArt1", "Cube3DConstant", "CONTRAST_BRIGHTNESS old", "Contrast_Bright_Invert old"})
+    for (const char* name : {"Cube3DConstant", "CONTRAST_BRIGHTNESS old", "Contrast_Bright_Invert old"})
         EXPECT_NE(run.out.find(name), std::string::npos) << name;
+    // The module's own lines while refusing the ascii art give the reason.
+    for (const char* name : {"AsciiArt1", "AsciiArt2"})
+        EXPECT_NE(run.out.find("\n    " + std::string(name) +
+                               "                         (refused by the module: Ascii art resource not found!)\n"),
+                  std::string::npos)
+            << run.out;
     EXPECT_EQ(Lines(run.out), 1 + 29 + 2 + 9);
     EXPECT_EQ(run.err, "");
+    const Outcome names = fxhost("list --names");
+    EXPECT_EQ(Lines(names.out), 36);
+    EXPECT_EQ(names.out.find("Ascii"), std::string::npos);
+    EXPECT_EQ(names.err, "");
 }
 
 TEST_F(Fxhost, VerboseShowsTheModuleLogWhereverItStands) {
@@ -598,11 +608,20 @@ TEST_F(Fxhost, ModuleFaultsAreNamed) {
     run = fxhost("render Stroboscop");
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.err, "fxhost: unknown effect \"Stroboscop\"; closest: \"Stroboscope\", \"RGBControl\", \"Solarize\"\n");
-    run = fxhost("render AsciiArt1");
+    // A refusal carries the module's last console line; --verbose shows all
+    // it printed, on standard error even when the picture goes to standard
+    // output, and a closed standard output changes nothing.
+    const std::string refused = "fxhost: the module refused \"AsciiArt1\": Ascii art resource not found!\n";
+    for (const char* args : {"render AsciiArt1", "render AsciiArt1 >&-"}) {
+        run = fxhost(args);
+        EXPECT_EQ(run.status, 1) << args;
+        EXPECT_EQ(run.out + run.err, refused) << args;
+    }
+    run = fxhost("--verbose render AsciiArt1 --out /dev/stdout");
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.err,
-              "fxhost: the module made no instance of \"AsciiArt1\" (not in this build, or refused; --verbose "
-              "shows the module's log)\n");
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "!! -> No Default values for effect AsciiArt1\n"
+                       "Ascii art loading resource!\nAscii art resource not found!\n" + refused);
     EXPECT_EQ(Listing(), std::vector<std::string>{"fake.so"});
 }
 

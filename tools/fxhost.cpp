@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "host/console_capture.h"
 #include "host/host_error.h"
 #include "host/module_loader.h"
 #include "host/picture_io.h"
@@ -33,7 +34,8 @@ const char kUsage[] =
     "Options take their value as the next argument or after '=' (--out=x.png).\n"
     "  --module    the effects module (default: $FXHOST_MODULE, else the one\n"
     "              beside fxhost)\n"
-    "  --verbose   show the module's log lines on standard error\n"
+    "  --verbose   show the module's log lines, and what it prints while render\n"
+    "              makes the effect, on standard error\n"
     "  --in        a PNG picture, at most 32767 pixels a side and 67108864 in all;\n"
     "              without it, render uses the built-in test card\n"
     "  --out       a .png file (default NAME.png), /dev/stdout, a device or a FIFO;\n"
@@ -59,19 +61,38 @@ std::string Labels(const fxhost::CatalogueEntry& row) {
     return text.empty() ? "-" : text;
 }
 
-// Whether the module builds an instance of name at all.
-bool ModuleCreates(const fxhost::EffectModule& module, const std::string& name) {
-    fxhost::HostSurface probe(16, 16, kFormatXrgb);
-    CRenderInterface* effect = module.api().CreateEffect(name.c_str(), probe.get(), nullptr);
-    if (!effect) return false;
-    module.api().DestroyEffect(effect);
-    return true;
+// What the module does with a name: whether it makes an instance, and what
+// it printed on standard output meanwhile.
+struct Probe {
+    bool creates = false;
+    std::string console;
+};
+
+// Makes and destroys an instance of name against a small surface. What the
+// module prints is caught, so that it stays out of the listing.
+Probe ProbeName(const fxhost::EffectModule& module, const std::string& name) {
+    fxhost::HostSurface surface(16, 16, kFormatXrgb);
+    Probe probe;
+    fxhost::ConsoleCapture capture;
+    CRenderInterface* effect = module.api().CreateEffect(name.c_str(), surface.get(), nullptr);
+    probe.creates = effect != nullptr;
+    if (effect) module.api().DestroyEffect(effect);
+    probe.console = capture.finish();
+    return probe;
+}
+
+// The mark of a name: none when the module makes it; else the module's last
+// console line as its reason, or missing when it printed nothing.
+std::string Mark(const Probe& probe, const char* missing) {
+    if (probe.creates) return "";
+    const std::string reason = fxhost::LastLine(probe.console);
+    return reason.empty() ? missing : "  (refused by the module: " + reason + ")";
 }
 
 // The names this build creates, one a line, for scripts.
 int ListNames(const fxhost::EffectModule& module) {
     for (const std::string& name : fxhost::EffectNames(module))
-        if (ModuleCreates(module, name)) std::printf("%s\n", name.c_str());
+        if (ProbeName(module, name).creates) std::printf("%s\n", name.c_str());
     return 0;
 }
 
@@ -82,11 +103,11 @@ int List(const fxhost::EffectModule& module) {
         const auto& row = rows[i];
         std::printf("%-3zu %-32s %-28s %3d %3d %3d %3d%s\n", i, row.name.c_str(), Labels(row).c_str(),
                     row.defaults[0], row.defaults[1], row.defaults[2], row.defaults[3],
-                    ModuleCreates(module, row.name) ? "" : "  (not in this build)");
+                    Mark(ProbeName(module, row.name), "  (not in this build)").c_str());
     }
     std::printf("\nNames the factory knows that the catalogue does not list:\n");
     for (const char* name : fxhost::kUncataloguedNames)
-        std::printf("    %-32s%s\n", name, ModuleCreates(module, name) ? "" : "  (no instance in this build)");
+        std::printf("    %-32s%s\n", name, Mark(ProbeName(module, name), "  (no instance in this build)").c_str());
     return 0;
 }
 
@@ -168,7 +189,7 @@ fxhost::Image Scrolled(const fxhost::Image& picture, int64_t offset) {
     return moved;
 }
 
-int Render(const fxhost::EffectModule& module, const fxtool::RenderOptions& options) {
+int Render(const fxhost::EffectModule& module, const fxtool::RenderOptions& options, bool verbose) {
     const EffectApi& api = module.api();
     const auto known = fxhost::EffectNames(module);
     const bool isKnown = std::find(known.begin(), known.end(), options.name) != known.end();
@@ -187,11 +208,19 @@ int Render(const fxhost::EffectModule& module, const fxtool::RenderOptions& opti
     api.GetEffectDefaults(options.name.c_str(), params.data());
     std::copy(options.params.begin(), options.params.end(), params.begin());
 
+    // What the module prints while it makes the effect is shown like its
+    // log, and its last line is the reason when it makes none.
+    fxhost::ConsoleCapture capture;
     CRenderInterface* effect =
         api.CreateEffect(options.name.c_str(), source.get(), options.inPlace ? nullptr : target.get());
-    if (!effect)
+    const std::string console = capture.finish();
+    if (verbose) std::fwrite(console.data(), 1, console.size(), stderr);
+    if (!effect) {
+        const std::string reason = fxhost::LastLine(console);
+        if (!reason.empty()) throw HostError("the module refused \"" + options.name + "\": " + reason);
         throw HostError("the module made no instance of \"" + options.name +
                         "\" (not in this build, or refused; --verbose shows the module's log)");
+    }
     struct Destroy {
         const EffectApi& api;
         CRenderInterface* effect;
@@ -225,7 +254,7 @@ int Run(const std::vector<std::string>& args) {
         switch (line.command) {
         case fxtool::Command::kList: return List(module);
         case fxtool::Command::kListNames: return ListNames(module);
-        default: return Render(module, line.render);
+        default: return Render(module, line.render, line.verbose);
         }
     } catch (const UsageError& error) {
         std::fprintf(stderr, "fxhost: %s (fxhost --help for usage)\n", error.message.c_str());

@@ -1,0 +1,120 @@
+// ascii_demo: the test card through the ascii art, written as PNG pictures.
+// The module's two factory names never make an ascii art instance, so the
+// instances are built here, in-process, from records whose glyphs are
+// captured from the card itself, and draw with the reference host's blit
+// service.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "host/blit_service.h"
+#include "host/host_error.h"
+#include "host/host_surface.h"
+#include "host/picture_io.h"
+#include "host/test_card.h"
+#include "shell/entry_points.h"
+#include "shell/frame_params.h"
+#include "shell/module.h"
+#include "temporal/ascii_art.h"
+
+namespace {
+
+const char kUsage[] =
+    "usage: ascii_demo DIR (writes AsciiArt-brightness.png, AsciiArt-colour.png and AsciiArt-fade.png there)\n";
+
+struct Picture {
+    const char* file;
+    uint8_t density, matchMode, grid, fade;
+};
+
+// On the 640x360 card: density 1 gives 64 x 36 cells of 10 pixels and
+// density 0 128 x 72 cells of 5, which the module copies itself; density 2
+// gives 32 x 18 cells of 20, which the host draws one glyph at a time, here
+// blended at half opacity (fade 64) over the card.
+constexpr Picture kPictures[] = {
+    {"AsciiArt-brightness.png", 1, kMatchBrightness, 10, 0},
+    {"AsciiArt-colour.png", 0, kMatchColour, 16, 0},
+    {"AsciiArt-fade.png", 2, kMatchBrightness, 10, 64},
+};
+
+fxhost::Image Render(const fxhost::Image& card, const Picture& picture) {
+    fxhost::HostSurface source(card.width, card.height, kFormatXrgb);
+    fxhost::HostSurface target(card.width, card.height, kFormatXrgb);
+    fxhost::ImageToSurface(card, source);
+    // The card lies under the glyphs too; only a fade lets it show.
+    fxhost::ImageToSurface(card, target);
+
+    AsciiArtParams record{};
+    record.present = 1;
+    record.matchMode = picture.matchMode;
+    record.glyphSource = kGlyphsFromFrame;
+    record.gridColumns = record.gridRows = picture.grid;
+    record.density = picture.density;
+    record.fixedFade = picture.fade;
+    record.fadeParameter = 7;
+    g_blitService = fxhost::GetBlitService();
+    g_frame.source = source.get();
+    g_frame.destination = target.get();
+    std::unique_ptr<AsciiArt> effect(NewAsciiArt(record));
+    if (!effect) throw fxhost::HostError(std::string("the ascii art made no instance for ") + picture.file);
+    const int32_t params[4] = {128, 128, 128, 128};
+    entry::RenderEffect(effect.get(), params, nullptr, 0);
+    return fxhost::SurfaceToImage(target);
+}
+
+// A closed standard descriptor would be taken by the next file opened, a
+// picture among them; /dev/null holds its number instead, read-only for
+// standard output so that the "wrote" lines still fail and are reported.
+void HoldClosedStandardDescriptors() {
+    for (int fd = 0; fd <= 2; ++fd) {
+        if (::fcntl(fd, F_GETFD) != -1) continue;
+        const int null = ::open("/dev/null", fd == STDERR_FILENO ? O_WRONLY : O_RDONLY);
+        if (null >= 0 && null != fd) {
+            ::dup2(null, fd);
+            ::close(null);
+        }
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    HoldClosedStandardDescriptors();
+    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    if (argc != 2 || argv[1][0] == '\0' || argv[1][0] == '-') {
+        std::fprintf(stderr, "ascii_demo: %s", kUsage);
+        return 2;
+    }
+    fxhost::RemoveTemporaryFilesOnSignals();
+    try {
+        const std::string dir = argv[1];
+        // Every picture's place is checked before anything is rendered.
+        for (const Picture& picture : kPictures) fxhost::CheckOutput(dir + "/" + picture.file);
+        const fxhost::Image card = fxhost::MakeTestCard();
+        for (const Picture& picture : kPictures) {
+            const std::string path = dir + "/" + picture.file;
+            fxhost::WritePng(path, Render(card, picture));
+            std::printf("wrote %s\n", path.c_str());
+        }
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "ascii_demo: out of memory\n");
+        return 1;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "ascii_demo: %s\n", error.what());
+        return 1;
+    }
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        std::fprintf(stderr, "ascii_demo: cannot write standard output\n");
+        return 1;
+    }
+    return 0;
+}
