@@ -18,14 +18,7 @@ namespace {
 // Ten by ten glyphs; 128 cells across (15-pixel cells, copied) or 32 (60
 // pixels, blitted) on the 1920-pixel frame.
 AsciiArtParams Record(const AsciiCase& c) {
-    AsciiArtParams r{};
-    r.present = 1;
-    r.matchMode = c.colour ? kMatchColour : kMatchBrightness;
-    r.glyphSource = kGlyphsFromFrame;
-    r.gridColumns = r.gridRows = 10;
-    r.density = c.blit ? 2 : 0;
-    r.fadeParameter = 7;
-    return r;
+    return FrameSheetRecord(c.colour ? kMatchColour : kMatchBrightness, 10, 10, c.blit ? 2 : 0);
 }
 
 struct AsciiState : CaseState {

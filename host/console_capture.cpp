@@ -99,4 +99,18 @@ std::string LastLine(const std::string& text) {
     return text.substr(start, end + 1 - start);
 }
 
+bool HoldClosedStandardDescriptors() {
+    bool outputClosed = false;
+    for (int fd = 0; fd <= 2; ++fd) {
+        if (::fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+        if (fd == STDOUT_FILENO) outputClosed = true;
+        const int null = ::open("/dev/null", fd == STDERR_FILENO ? O_WRONLY : O_RDONLY);
+        if (null >= 0 && null != fd) {
+            ::dup2(null, fd);
+            ::close(null);
+        }
+    }
+    return outputClosed;
+}
+
 }  // namespace fxhost

@@ -31,6 +31,12 @@ private:
     bool active_ = false;   // descriptor 1 leads to the capture
 };
 
+// With a standard descriptor closed, the next file opened would take its
+// number and get what was meant for it. /dev/null holds each closed one
+// instead, read-only for standard output so that writing there still fails
+// (EBADF) and is reported. True when standard output was closed.
+bool HoldClosedStandardDescriptors();
+
 // The last line of text that holds anything, without its line end; "" when
 // there is none.
 std::string LastLine(const std::string& text);

@@ -384,6 +384,20 @@ AsciiArt* NewAsciiArt(const AsciiArtParams& record) {
     return effect;
 }
 
+AsciiArtParams FrameSheetRecord(uint8_t matchMode, uint8_t columns, uint8_t rows, uint8_t density,
+                                uint8_t fixedFade) {
+    AsciiArtParams record{};
+    record.present = 1;
+    record.matchMode = matchMode;
+    record.glyphSource = kGlyphsFromFrame;
+    record.gridColumns = columns;
+    record.gridRows = rows;
+    record.density = density;
+    record.fixedFade = fixedFade;
+    record.fadeParameter = 7;
+    return record;
+}
+
 AsciiArtParams FactoryAsciiRecord(uint8_t glyphSource, uint8_t sheetIndex) {
     AsciiArtParams record{};
     record.present = 1;

@@ -123,6 +123,10 @@ private:
 // when the glyphs cannot be prepared (always, for stored sheets). Takes the
 // surfaces from g_frame.
 AsciiArt* NewAsciiArt(const AsciiArtParams& record);
+// A record whose sheet is captured from the frame: columns x rows glyphs,
+// matched by matchMode, cells by density, glyphs faded by fixedFade.
+AsciiArtParams FrameSheetRecord(uint8_t matchMode, uint8_t columns, uint8_t rows, uint8_t density,
+                                uint8_t fixedFade = 0);
 // The record of the factory rows "AsciiArt1" (sheet 0) and "AsciiArt2"
 // (stored sheet 7).
 AsciiArtParams FactoryAsciiRecord(uint8_t glyphSource, uint8_t sheetIndex);

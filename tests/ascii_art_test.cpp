@@ -20,18 +20,6 @@ namespace {
 
 using fxhost::HostSurface;
 
-AsciiArtParams Record(uint8_t matchMode, uint8_t columns, uint8_t rows, uint8_t density, uint8_t fixedFade = 0) {
-    AsciiArtParams r{};
-    r.present = 1;
-    r.matchMode = matchMode;
-    r.glyphSource = kGlyphsFromFrame;
-    r.gridColumns = columns;
-    r.gridRows = rows;
-    r.density = density;
-    r.fixedFade = fixedFade;
-    r.fadeParameter = 7;
-    return r;
-}
 
 class AsciiArtTest : public EffectTest {
 protected:
@@ -76,7 +64,7 @@ TEST_F(AsciiArtTest, PrepareGlyphsLaysOutCellsSheetAndStrip) {
         SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << " d" << int(c.density));
         HostSurface src(c.width, c.height, kFormatXrgb), dst(c.width, c.height, kFormatXrgb);
         testing::internal::CaptureStdout();
-        AsciiArt* e = New(Record(kMatchBrightness, 4, 3, c.density, 9), src.get(), dst.get());
+        AsciiArt* e = New(FrameSheetRecord(kMatchBrightness, 4, 3, c.density, 9), src.get(), dst.get());
         EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
         ASSERT_NE(e, nullptr);
         EXPECT_EQ(e->failed, 0);
@@ -103,7 +91,7 @@ TEST_F(AsciiArtTest, PrepareGlyphsLaysOutCellsSheetAndStrip) {
     }
     // A grid whose sheet would pass 1024 by 768 is fitted into it.
     HostSurface src(640, 480, kFormatXrgb), dst(640, 480, kFormatXrgb);
-    AsciiArt* e = New(Record(kMatchColour, 64, 64, 2), src.get(), dst.get());
+    AsciiArt* e = New(FrameSheetRecord(kMatchColour, 64, 64, 2), src.get(), dst.get());
     ASSERT_NE(e, nullptr);
     EXPECT_EQ(SurfaceWidth(*e->glyphSheet), 1024);
     EXPECT_EQ(SurfaceHeight(*e->glyphSheet), 768);
@@ -118,7 +106,7 @@ TEST_F(AsciiArtTest, PrepareGlyphsLaysOutCellsSheetAndStrip) {
 TEST_F(AsciiArtTest, ConstructionFailures) {
     HostSurface src(64, 48, kFormatXrgb), src16(64, 48, kFormat565), empty(0, 48, kFormatXrgb),
         dst(64, 48, kFormatXrgb);
-    AsciiArtParams stored13 = Record(kMatchBrightness, 10, 10, 2), stored0 = stored13;
+    AsciiArtParams stored13 = FrameSheetRecord(kMatchBrightness, 10, 10, 2), stored0 = stored13;
     stored13.glyphSource = 1;
     stored13.sheetIndex = 13;
     stored0.glyphSource = 1;
@@ -130,14 +118,14 @@ TEST_F(AsciiArtTest, ConstructionFailures) {
     const Case cases[] = {
         {stored13, src.get(), dst.get()},
         {stored0, src.get(), dst.get()},
-        {Record(kMatchBrightness, 65, 4, 2), src.get(), dst.get()},
-        {Record(kMatchColour, 4, 65, 0, 20), src.get(), dst.get()},  // the strip is made first
-        {Record(kMatchBrightness, 0, 4, 2), src.get(), dst.get()},
-        {Record(kMatchBrightness, 4, 0, 2), src.get(), dst.get()},
-        {Record(kMatchBrightness, 4, 4, 2), src16.get(), dst.get()},  // depths differ
-        {Record(kMatchBrightness, 4, 4, 2), nullptr, dst.get()},
-        {Record(kMatchBrightness, 4, 4, 2), empty.get(), dst.get()},
-        {Record(kMatchBrightness, 4, 4, 2), src.get(), nullptr},
+        {FrameSheetRecord(kMatchBrightness, 65, 4, 2), src.get(), dst.get()},
+        {FrameSheetRecord(kMatchColour, 4, 65, 0, 20), src.get(), dst.get()},  // the strip is made first
+        {FrameSheetRecord(kMatchBrightness, 0, 4, 2), src.get(), dst.get()},
+        {FrameSheetRecord(kMatchBrightness, 4, 0, 2), src.get(), dst.get()},
+        {FrameSheetRecord(kMatchBrightness, 4, 4, 2), src16.get(), dst.get()},  // depths differ
+        {FrameSheetRecord(kMatchBrightness, 4, 4, 2), nullptr, dst.get()},
+        {FrameSheetRecord(kMatchBrightness, 4, 4, 2), empty.get(), dst.get()},
+        {FrameSheetRecord(kMatchBrightness, 4, 4, 2), src.get(), nullptr},
     };
     for (size_t i = 0; i < std::size(cases); ++i) {
         testing::internal::CaptureStdout();
@@ -374,7 +362,7 @@ TEST_F(AsciiArtTest, GlyphTablesMeasureTheSheet) {
             for (int x = 0; x < 5; ++x) src.setPixel(g * 5 + x, y, flat[g]);
     const uint32_t scale = 65535 / 25;
     for (uint8_t mode : {kMatchBrightness, kMatchColour}) {
-        AsciiArt* e = New(Record(mode, 32, 24, 2), src.get(), dst.get());
+        AsciiArt* e = New(FrameSheetRecord(mode, 32, 24, 2), src.get(), dst.get());
         ASSERT_NE(e, nullptr);
         ASSERT_EQ(e->sheetCellWidth, 5u);
         ASSERT_EQ(e->sheetCellHeight, 5u);

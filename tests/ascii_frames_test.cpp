@@ -21,18 +21,6 @@ namespace {
 
 using fxhost::HostSurface;
 
-AsciiArtParams Record(uint8_t matchMode, uint8_t columns, uint8_t rows, uint8_t density, uint8_t fixedFade = 0) {
-    AsciiArtParams r{};
-    r.present = 1;
-    r.matchMode = matchMode;
-    r.glyphSource = kGlyphsFromFrame;
-    r.gridColumns = columns;
-    r.gridRows = rows;
-    r.density = density;
-    r.fixedFade = fixedFade;
-    r.fadeParameter = 7;
-    return r;
-}
 
 int Bpp(int32_t format) { return format == kFormatXrgb ? 4 : 2; }
 
@@ -261,7 +249,7 @@ TEST_F(AsciiFrames, EveryKernelAtEveryLevelMatchesTheModel) {
                 for (uint8_t fade : {0, 64}) {
                     SCOPED_TRACE(testing::Message() << "cell " << cell << " format " << format << " mode "
                                                     << int(mode) << " fade " << int(fade));
-                    AsciiArt* e = New(Record(mode, 8, 6, 2, fade), src, dst);
+                    AsciiArt* e = New(FrameSheetRecord(mode, 8, 6, 2, fade), src, dst);
                     ASSERT_NE(e, nullptr);
                     ASSERT_EQ(e->sourceCellWidth, uint32_t(cell));
                     const auto luma = std::to_array(e->glyphLuma[5]);
@@ -300,7 +288,7 @@ TEST_F(AsciiFrames, FadeFromTheHost) {
         PaintBlocks(picture, cell, cell, 3);
         for (const Case& c : cases) {
             SCOPED_TRACE(testing::Message() << "cell " << cell << " parameter " << int(c.fadeParameter));
-            AsciiArtParams record = Record(kMatchBrightness, 6, 4, 2);
+            AsciiArtParams record = FrameSheetRecord(kMatchBrightness, 6, 4, 2);
             record.fadeFromParameter = 1;
             record.fadeParameter = c.fadeParameter;
             AsciiArt* e = New(record, src, dst);
@@ -310,7 +298,7 @@ TEST_F(AsciiFrames, FadeFromTheHost) {
             delete e;
         }
         for (uint8_t mode : {kMatchBrightness, kMatchColour}) {  // a fixed 127: no host call, no pixel
-            AsciiArt* e = New(Record(mode, 6, 4, 2, 127), src, dst);
+            AsciiArt* e = New(FrameSheetRecord(mode, 6, 4, 2, 127), src, dst);
             ASSERT_NE(e, nullptr);
             std::vector<CellValue> last(e->cellColumns);
             ExpectFrame(e, dst, picture, 127, last);
@@ -330,7 +318,7 @@ TEST_F(AsciiFrames, MarginIsLeftAlone) {
             HostSurface src(255, 200, format), picture(255, 200, format), dst(255, 200, format);
             PaintGradient(src);
             PaintBlocks(picture, 2, 2, 11);
-            AsciiArt* e = New(Record(kMatchColour, 16, 8, 0, fade), src, dst);
+            AsciiArt* e = New(FrameSheetRecord(kMatchColour, 16, 8, 0, fade), src, dst);
             ASSERT_NE(e, nullptr);
             ASSERT_EQ(e->cellColumns, 127u);
             std::vector<CellValue> last(e->cellColumns);
@@ -369,7 +357,7 @@ TEST_F(AsciiFrames, SourceThatChangesSizeKeepsTheLayout) {
                                 {90, 50, kFormat555, 0},    {161, 121, kFormat565, 0}};
     for (uint8_t mode : {kMatchBrightness, kMatchColour})
         for (uint8_t fade : {0, 64}) {
-            AsciiArt* e = New(Record(mode, 8, 6, 2, fade), src, dst);
+            AsciiArt* e = New(FrameSheetRecord(mode, 8, 6, 2, fade), src, dst);
             ASSERT_NE(e, nullptr);
             std::vector<CellValue> last(e->cellColumns);
             for (const Picture& p : pictures) {
@@ -396,7 +384,7 @@ TEST_F(AsciiFrames, UnknownFormatDrawsStaleCells) {
             PaintBlocks(picture, cell, cell, 5);
             PaintBlocks(odd, cell, cell, 6);
             odd.get()->pixelFormat = 0;
-            AsciiArt* e = New(Record(mode, 8, 6, 2), src, dst);
+            AsciiArt* e = New(FrameSheetRecord(mode, 8, 6, 2), src, dst);
             ASSERT_NE(e, nullptr);
             std::vector<CellValue> last(e->cellColumns);
             ExpectFrame(e, dst, picture, 0, last);
@@ -436,7 +424,7 @@ TEST_F(AsciiFrames, FlatPicturesPickTheNearestGlyph) {
         SCOPED_TRACE(testing::Message() << std::hex << c.flat << " mode " << int(c.mode));
         HostSurface src(4, 2, kFormatXrgb), dst(4, 2, kFormatXrgb);
         for (int i = 0; i < 8; ++i) src.setPixel(i % 4, i / 4, c.glyphs[size_t(i)]);
-        AsciiArt* e = New(Record(c.mode, 4, 2, 0), src, dst);
+        AsciiArt* e = New(FrameSheetRecord(c.mode, 4, 2, 0), src, dst);
         ASSERT_NE(e, nullptr);
         ASSERT_EQ(e->cellColumns * e->cellRows * e->sheetCellWidth * e->sheetCellHeight, 8u);
         dst.fill(0xDEADBEEF);
@@ -450,7 +438,7 @@ TEST_F(AsciiFrames, FlatPicturesPickTheNearestGlyph) {
 TEST_F(AsciiFrames, FailedInstanceDrawsNothing) {
     HostSurface src(160, 120, kFormatXrgb), dst(160, 120, kFormatXrgb);
     PaintGradient(src);
-    AsciiArt* e = New(Record(kMatchBrightness, 8, 6, 2, 30), src, dst);
+    AsciiArt* e = New(FrameSheetRecord(kMatchBrightness, 8, 6, 2, 30), src, dst);
     ASSERT_NE(e, nullptr);
     e->failed = 1;
     PaintTarget(dst);

@@ -268,26 +268,10 @@ int Run(const std::vector<std::string>& args) {
     }
 }
 
-// With a standard descriptor closed, the next file opened would take its
-// number and get what was meant for it. /dev/null holds the number instead,
-// read-only for standard output so that writing there still fails (EBADF)
-// and is reported.
-void HoldClosedStandardDescriptors() {
-    for (int fd = 0; fd <= 2; ++fd) {
-        if (::fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
-        if (fd == STDOUT_FILENO) g_noStandardOutput = true;
-        const int null = ::open("/dev/null", fd == STDERR_FILENO ? O_WRONLY : O_RDONLY);
-        if (null >= 0 && null != fd) {
-            ::dup2(null, fd);
-            ::close(null);
-        }
-    }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-    HoldClosedStandardDescriptors();
+    g_noStandardOutput = fxhost::HoldClosedStandardDescriptors();
     // A reader that goes away makes a write fail with EPIPE, reported like
     // any other write error, instead of ending the process silently.
     std::signal(SIGPIPE, SIG_IGN);

@@ -3,8 +3,6 @@
 // instances are built here, in-process, from records whose glyphs are
 // captured from the card itself, and draw with the reference host's blit
 // service.
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -14,6 +12,7 @@
 #include <string>
 
 #include "host/blit_service.h"
+#include "host/console_capture.h"
 #include "host/host_error.h"
 #include "host/host_surface.h"
 #include "host/picture_io.h"
@@ -50,14 +49,8 @@ fxhost::Image Render(const fxhost::Image& card, const Picture& picture) {
     // The card lies under the glyphs too; only a fade lets it show.
     fxhost::ImageToSurface(card, target);
 
-    AsciiArtParams record{};
-    record.present = 1;
-    record.matchMode = picture.matchMode;
-    record.glyphSource = kGlyphsFromFrame;
-    record.gridColumns = record.gridRows = picture.grid;
-    record.density = picture.density;
-    record.fixedFade = picture.fade;
-    record.fadeParameter = 7;
+    const AsciiArtParams record =
+        FrameSheetRecord(picture.matchMode, picture.grid, picture.grid, picture.density, picture.fade);
     g_blitService = fxhost::GetBlitService();
     g_frame.source = source.get();
     g_frame.destination = target.get();
@@ -68,24 +61,10 @@ fxhost::Image Render(const fxhost::Image& card, const Picture& picture) {
     return fxhost::SurfaceToImage(target);
 }
 
-// A closed standard descriptor would be taken by the next file opened, a
-// picture among them; /dev/null holds its number instead, read-only for
-// standard output so that the "wrote" lines still fail and are reported.
-void HoldClosedStandardDescriptors() {
-    for (int fd = 0; fd <= 2; ++fd) {
-        if (::fcntl(fd, F_GETFD) != -1) continue;
-        const int null = ::open("/dev/null", fd == STDERR_FILENO ? O_WRONLY : O_RDONLY);
-        if (null >= 0 && null != fd) {
-            ::dup2(null, fd);
-            ::close(null);
-        }
-    }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-    HoldClosedStandardDescriptors();
+    fxhost::HoldClosedStandardDescriptors();
     if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
         std::fputs(kUsage, stdout);
         return 0;
