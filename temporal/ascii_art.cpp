@@ -306,6 +306,16 @@ void AsciiArt::DrawCellsBlit() {
     }
 }
 
+// The first byte of the glyph's block of rows x bytes, addressed in pixels of
+// bytesPerPixel; null when the block runs past the sheet's memory.
+const uint8_t* AsciiArt::GlyphBlock(GlyphPos glyph, intptr_t sheetPitch, int32_t bytesPerPixel, int32_t rows,
+                                    int32_t bytes) const {
+    const intptr_t start = static_cast<intptr_t>(glyph.row * sheetCellHeight) * sheetPitch +
+                           static_cast<intptr_t>(glyph.column * sheetCellWidth) * bytesPerPixel;
+    const intptr_t end = static_cast<intptr_t>(glyphSheet->rowBytes) * SurfaceHeight(*glyphSheet);
+    return start + (rows - 1) * sheetPitch + bytes <= end ? glyphSheet->pixels + start : nullptr;
+}
+
 // The glyph's block of rows x bytes from the sheet, addressed in pixels of
 // bytesPerPixel, into to. Bytes of the block that lie beyond the sheet's
 // memory (a target cell taller or wider than the sheet's cell, at the last
@@ -313,14 +323,13 @@ void AsciiArt::DrawCellsBlit() {
 void AsciiArt::CopyGlyph(uint8_t* to, intptr_t toPitch, GlyphPos glyph, intptr_t sheetPitch, int32_t bytesPerPixel,
                          int32_t rows, int32_t bytes) const {
     if (rows <= 0 || bytes <= 0) return;
-    const intptr_t start = static_cast<intptr_t>(glyph.row * sheetCellHeight) * sheetPitch +
-                           static_cast<intptr_t>(glyph.column * sheetCellWidth) * bytesPerPixel;
-    const intptr_t end = static_cast<intptr_t>(glyphSheet->rowBytes) * SurfaceHeight(*glyphSheet);
-    const uint8_t* from = glyphSheet->pixels + start;
-    if (start + (rows - 1) * sheetPitch + bytes <= end) {
+    if (const uint8_t* from = GlyphBlock(glyph, sheetPitch, bytesPerPixel, rows, bytes)) {
         CopyBlock(to, toPitch, from, sheetPitch, rows, bytes, simdLevel);
         return;
     }
+    const intptr_t start = static_cast<intptr_t>(glyph.row * sheetCellHeight) * sheetPitch +
+                           static_cast<intptr_t>(glyph.column * sheetCellWidth) * bytesPerPixel;
+    const intptr_t end = static_cast<intptr_t>(glyphSheet->rowBytes) * SurfaceHeight(*glyphSheet);
     for (int32_t y = 0; y < rows; ++y) {
         const intptr_t at = start + y * sheetPitch;
         const int32_t inside = static_cast<int32_t>(std::clamp<intptr_t>(end - at, 0, bytes));
@@ -349,14 +358,30 @@ void AsciiArt::DrawCellsCopy(int32_t bytesPerPixel) {
         const int32_t top = static_cast<int32_t>(r) * g.cellHeight + g.top;
         const int32_t firstRow = fade ? 0 : top;
         const int32_t rows = std::clamp(targetRows - firstRow, 0, g.cellHeight);
-        for (uint32_t c = 0; c < cellColumns; ++c) {
-            const GlyphPos glyph = (this->*Choose)(c);
-            const int32_t left = g.left + static_cast<int32_t>(c) * g.cellWidth;
-            const int32_t pixels = std::clamp(targetRowPixels - left, 0, g.cellWidth);
-            if (rows == 0 || pixels == 0) continue;
-            uint8_t* at = target->pixels + static_cast<intptr_t>(firstRow) * targetPitch +
-                          static_cast<intptr_t>(left) * bytesPerPixel;
-            CopyGlyph(at, targetPitch, glyph, sheetPitch, bytesPerPixel, rows, pixels * bytesPerPixel);
+        if (rows > 0) {
+            // Whole cells whose glyph lies in the sheet go down together, row
+            // by row; the others, cut by the target or the sheet, one by one.
+            GlyphPos chosen[kMaxCellColumns];
+            const uint8_t* blocks[kMaxCellColumns];
+            bool anyCut = false;
+            for (uint32_t c = 0; c < cellColumns; ++c) {
+                chosen[c] = (this->*Choose)(c);
+                const int32_t left = g.left + static_cast<int32_t>(c) * g.cellWidth;
+                const bool whole = targetRowPixels - left >= g.cellWidth;
+                blocks[c] = whole ? GlyphBlock(chosen[c], sheetPitch, bytesPerPixel, rows, g.cellWidth * bytesPerPixel)
+                                  : nullptr;
+                anyCut |= blocks[c] == nullptr;
+            }
+            uint8_t* line = target->pixels + static_cast<intptr_t>(firstRow) * targetPitch;
+            CopyCellRows(line + static_cast<intptr_t>(g.left) * bytesPerPixel, targetPitch, blocks, sheetPitch,
+                         static_cast<int32_t>(cellColumns), g.cellWidth * bytesPerPixel, rows, simdLevel);
+            for (uint32_t c = 0; anyCut && c < cellColumns; ++c) {
+                const int32_t left = g.left + static_cast<int32_t>(c) * g.cellWidth;
+                const int32_t pixels = std::clamp(targetRowPixels - left, 0, g.cellWidth);
+                if (blocks[c] || pixels == 0) continue;
+                CopyGlyph(line + static_cast<intptr_t>(left) * bytesPerPixel, targetPitch, chosen[c], sheetPitch,
+                          bytesPerPixel, rows, pixels * bytesPerPixel);
+            }
         }
         if (fade && g_blitService && g_blitService->BlitTransform) {
             const SurfaceRect from{0, 0, Short(g.cellHeight), Short(g.width)};

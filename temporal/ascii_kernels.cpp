@@ -81,11 +81,27 @@ ASCII_INLINE void AddCellsVector(const uint16_t* lanes, int32_t cells, int32_t c
             std::memcpy(&hi, reinterpret_cast<const uint8_t*>(&v) + sizeof lo, sizeof hi);
             total += __builtin_convertvector(lo, Sum) + __builtin_convertvector(hi, Sum);
         }
-        uint32_t t[N / 2];
-        std::memcpy(t, &total, sizeof t);
-        uint32_t channel[4] = {t[0], t[1], t[2], t[3]};
-        for (int32_t j = 4; j < N / 2; j += 4)
-            for (int32_t k = 0; k < 4; ++k) channel[k] += t[j + k];
+        // Halves added until four lanes remain, one a channel.
+        typename LaneVectors<8>::Sum four;
+        if constexpr (N == 8) {
+            four = total;
+        } else {
+            typename LaneVectors<8>::Sum lo, hi;
+            if constexpr (N == 32) {
+                typename LaneVectors<16>::Sum lo8, hi8;
+                std::memcpy(&lo8, &total, sizeof lo8);
+                std::memcpy(&hi8, reinterpret_cast<const uint8_t*>(&total) + sizeof lo8, sizeof hi8);
+                const auto eight = lo8 + hi8;
+                std::memcpy(&lo, &eight, sizeof lo);
+                std::memcpy(&hi, reinterpret_cast<const uint8_t*>(&eight) + sizeof lo, sizeof hi);
+            } else {
+                std::memcpy(&lo, &total, sizeof lo);
+                std::memcpy(&hi, reinterpret_cast<const uint8_t*>(&total) + sizeof lo, sizeof hi);
+            }
+            four = lo + hi;
+        }
+        uint32_t channel[4];
+        std::memcpy(channel, &four, sizeof channel);
         sums[c][0] += channel[2];
         sums[c][1] += channel[1];
         sums[c][2] += channel[0];
@@ -96,32 +112,78 @@ ASCII_INLINE void ClearSums(uint32_t (*sums)[3], int32_t cells) {
     for (int32_t c = 0; c < cells; ++c) sums[c][0] = sums[c][1] = sums[c][2] = 0;
 }
 
-// Column sums of rows [y0, y1) of 32-bit pixels, row by row: each pixel's
-// bytes are its lanes.
+// Rows taken together before their sum meets the column sums in memory: the
+// sums' loads and stores, not the rows' reads, bound these loops.
+constexpr int32_t kRowsTogether = 4;
+
+// Column sums of rows [y0, y1) of 32-bit pixels: each pixel's bytes are its
+// lanes.
 ASCII_INLINE void SumRows32(const CellStrip& s, int32_t y0, int32_t y1, int32_t pixels, uint16_t* __restrict lanes) {
-    for (int32_t y = y0; y < y1; ++y) {
+    int32_t y = y0;
+    for (; y + kRowsTogether <= y1; y += kRowsTogether) {
+        const uint8_t* __restrict r0 = s.first + y * s.pitch;
+        const uint8_t* __restrict r1 = r0 + s.pitch;
+        const uint8_t* __restrict r2 = r1 + s.pitch;
+        const uint8_t* __restrict r3 = r2 + s.pitch;
+        for (int32_t i = 0; i < pixels * 4; ++i)
+            lanes[i] = static_cast<uint16_t>(lanes[i] + ((r0[i] + r1[i]) + (r2[i] + r3[i])));
+    }
+    for (; y < y1; ++y) {
         const uint8_t* __restrict row = s.first + y * s.pitch;
         for (int32_t i = 0; i < pixels * 4; ++i) lanes[i] = static_cast<uint16_t>(lanes[i] + row[i]);
     }
 }
 
+// A 16-bit word's three fields: red and blue times 8, green times 4 (format
+// 2) or 8.
+template <int RedShift, int GreenShift, int GreenMask>
+struct Fields16 {
+    static ASCII_INLINE uint16_t Load(const uint8_t* row, int32_t x) {
+        uint16_t p;
+        std::memcpy(&p, row + 2 * x, 2);
+        return p;
+    }
+    static ASCII_INLINE uint16_t Red(uint16_t p) { return static_cast<uint16_t>(p >> RedShift & 0xF8); }
+    static ASCII_INLINE uint16_t Green(uint16_t p) { return static_cast<uint16_t>(p >> GreenShift & GreenMask); }
+    static ASCII_INLINE uint16_t Blue(uint16_t p) { return static_cast<uint16_t>((p & 31) << 3); }
+};
+
+// Four rows' fields added to the planes at once. The pointers' promise of
+// no overlap lets the compiler vectorise without checks.
+template <class F>
+ASCII_INLINE void FourRows16(const uint8_t* __restrict r0, const uint8_t* __restrict r1, const uint8_t* __restrict r2,
+                             const uint8_t* __restrict r3, int32_t pixels, uint16_t* __restrict red,
+                             uint16_t* __restrict green, uint16_t* __restrict blue) {
+    for (int32_t x = 0; x < pixels; ++x) {
+        const uint16_t p0 = F::Load(r0, x), p1 = F::Load(r1, x), p2 = F::Load(r2, x), p3 = F::Load(r3, x);
+        red[x] = static_cast<uint16_t>(red[x] + ((F::Red(p0) + F::Red(p1)) + (F::Red(p2) + F::Red(p3))));
+        green[x] = static_cast<uint16_t>(green[x] + ((F::Green(p0) + F::Green(p1)) + (F::Green(p2) + F::Green(p3))));
+        blue[x] = static_cast<uint16_t>(blue[x] + ((F::Blue(p0) + F::Blue(p1)) + (F::Blue(p2) + F::Blue(p3))));
+    }
+}
+
 // The same for 16-bit words: the fields are summed in three planes, then
-// spread over the lanes, red and blue times 8, green times 4 (format 2) or 8.
+// spread over the lanes.
 template <int RedShift, int GreenShift, int GreenMask>
 ASCII_INLINE void SumRows16(const CellStrip& s, int32_t y0, int32_t y1, int32_t pixels, uint16_t* __restrict planes,
                             uint16_t* __restrict lanes) {
+    using F = Fields16<RedShift, GreenShift, GreenMask>;
     uint16_t* __restrict red = planes;
     uint16_t* __restrict green = planes + pixels;
     uint16_t* __restrict blue = planes + 2 * pixels;
     std::fill(planes, planes + 3 * pixels, uint16_t{0});
-    for (int32_t y = y0; y < y1; ++y) {
+    int32_t y = y0;
+    for (; y + kRowsTogether <= y1; y += kRowsTogether) {
+        const uint8_t* r0 = s.first + y * s.pitch;
+        FourRows16<F>(r0, r0 + s.pitch, r0 + 2 * s.pitch, r0 + 3 * s.pitch, pixels, red, green, blue);
+    }
+    for (; y < y1; ++y) {
         const uint8_t* __restrict row = s.first + y * s.pitch;
         for (int32_t x = 0; x < pixels; ++x) {
-            uint16_t p;
-            std::memcpy(&p, row + 2 * x, 2);
-            red[x] = static_cast<uint16_t>(red[x] + (p >> RedShift & 0xF8));
-            green[x] = static_cast<uint16_t>(green[x] + (p >> GreenShift & GreenMask));
-            blue[x] = static_cast<uint16_t>(blue[x] + ((p & 31) << 3));
+            const uint16_t p = F::Load(row, x);
+            red[x] = static_cast<uint16_t>(red[x] + F::Red(p));
+            green[x] = static_cast<uint16_t>(green[x] + F::Green(p));
+            blue[x] = static_cast<uint16_t>(blue[x] + F::Blue(p));
         }
     }
     for (int32_t x = 0; x < pixels; ++x) {
@@ -270,7 +332,69 @@ __attribute__((target("avx512f,avx512bw"))) void CopyAvx512(uint8_t* dst, intptr
     }
 }
 
+// The cell rows' loop; each level's function below spells it out around its
+// own move, which must be inlined under that level's instruction set.
+#define ASCII_CELL_ROWS(MOVE)                                                   \
+    if (cellBytes <= 0) return;                                                 \
+    for (int32_t y = 0; y < rows; ++y) {                                        \
+        uint8_t* d = dst + y * dstPitch;                                        \
+        for (int32_t c = 0; c < cells; ++c)                                     \
+            if (glyphs[c]) MOVE(d + c * cellBytes, glyphs[c] + y * glyphPitch); \
+    }
+
+__attribute__((optimize("no-tree-vectorize"))) void CellRowsScalar(uint8_t* dst, intptr_t dstPitch,
+                                                                      const uint8_t* const* glyphs, intptr_t glyphPitch,
+                                                                      int32_t cells, int32_t cellBytes, int32_t rows) {
+#define ASCII_MOVE(d, s) MoveScalar(d, s, cellBytes)
+    ASCII_CELL_ROWS(ASCII_MOVE)
+#undef ASCII_MOVE
+}
+
+void CellRowsSse2(uint8_t* dst, intptr_t dstPitch, const uint8_t* const* glyphs, intptr_t glyphPitch, int32_t cells,
+                  int32_t cellBytes, int32_t rows) {
+#define ASCII_MOVE(d, s) MoveSse2(d, s, cellBytes)
+    ASCII_CELL_ROWS(ASCII_MOVE)
+#undef ASCII_MOVE
+}
+
+__attribute__((target("avx2"))) void CellRowsAvx2(uint8_t* dst, intptr_t dstPitch, const uint8_t* const* glyphs,
+                                                  intptr_t glyphPitch, int32_t cells, int32_t cellBytes,
+                                                  int32_t rows) {
+#define ASCII_MOVE(d, s) MoveAvx2(d, s, cellBytes)
+    ASCII_CELL_ROWS(ASCII_MOVE)
+#undef ASCII_MOVE
+}
+
+// Whole 64-byte moves and one masked move a cell.
+__attribute__((target("avx512f,avx512bw"))) void CellRowsAvx512(uint8_t* dst, intptr_t dstPitch,
+                                                                const uint8_t* const* glyphs, intptr_t glyphPitch,
+                                                                int32_t cells, int32_t cellBytes, int32_t rows) {
+    const int32_t whole = cellBytes & ~63;
+    const __mmask64 rest = (uint64_t{1} << (cellBytes & 63)) - 1;
+#define ASCII_MOVE(d, s)                                                                           \
+    do {                                                                                           \
+        uint8_t* to = d;                                                                           \
+        const uint8_t* from = s;                                                                   \
+        for (int32_t i = 0; i < whole; i += 64) _mm512_storeu_si512(to + i, _mm512_loadu_si512(from + i)); \
+        _mm512_mask_storeu_epi8(to + whole, rest, _mm512_maskz_loadu_epi8(rest, from + whole));   \
+    } while (0)
+    ASCII_CELL_ROWS(ASCII_MOVE)
+#undef ASCII_MOVE
+}
+
+#undef ASCII_CELL_ROWS
+
 }  // namespace
+
+void CopyCellRows(uint8_t* dst, intptr_t dstPitch, const uint8_t* const* glyphs, intptr_t glyphPitch, int32_t cells,
+                  int32_t cellBytes, int32_t rows, SimdLevel level) {
+    switch (level) {
+    case SimdLevel::kScalar: return CellRowsScalar(dst, dstPitch, glyphs, glyphPitch, cells, cellBytes, rows);
+    case SimdLevel::kSse2: return CellRowsSse2(dst, dstPitch, glyphs, glyphPitch, cells, cellBytes, rows);
+    case SimdLevel::kAvx2: return CellRowsAvx2(dst, dstPitch, glyphs, glyphPitch, cells, cellBytes, rows);
+    case SimdLevel::kAvx512Vbmi: return CellRowsAvx512(dst, dstPitch, glyphs, glyphPitch, cells, cellBytes, rows);
+    }
+}
 
 void SumCells32(const CellStrip& strip, uint32_t (*sums)[3], uint16_t* scratch, SimdLevel level) {
     switch (level) {

@@ -31,6 +31,14 @@ void SumCells32(const CellStrip& strip, uint32_t (*sums)[3], uint16_t* scratch, 
 void SumCells16(const CellStrip& strip, int32_t format, uint32_t (*sums)[3], uint16_t* scratch,
                 SimdLevel level = MachineSimdLevel());
 
+// Draws a row of cells row by row: for each of rows pixel rows, cell c's
+// cellBytes come from glyphs[c] (stepped by glyphPitch) and go to
+// dst + c * cellBytes (stepped by dstPitch). Cells whose glyph is null are
+// left alone. Row by row, the target is written in order, which the memory
+// system takes far better than cell after cell.
+void CopyCellRows(uint8_t* dst, intptr_t dstPitch, const uint8_t* const* glyphs, intptr_t glyphPitch, int32_t cells,
+                  int32_t cellBytes, int32_t rows, SimdLevel level = MachineSimdLevel());
+
 // Copies rows of bytes from src to dst, each side stepped by its own pitch.
 void CopyBlock(uint8_t* dst, intptr_t dstPitch, const uint8_t* src, intptr_t srcPitch, int32_t rows, int32_t bytes,
                SimdLevel level = MachineSimdLevel());
