@@ -2,13 +2,7 @@
 // the module's static library with frame-captured glyph sheets, one case for
 // each kernel family (cells copied by the module or blitted by the host, by
 // brightness or by colour).
-#include <benchmark/benchmark.h>
-
-#include "bench/case_state.h"
 #include "bench/cases.h"
-#include "bench/frames.h"
-#include "host/blit_service.h"
-#include "shell/module.h"
 #include "temporal/ascii_art.h"
 
 namespace bench {
@@ -21,19 +15,6 @@ AsciiArtParams Record(const AsciiCase& c) {
     return FrameSheetRecord(c.colour ? kMatchColour : kMatchBrightness, 10, 10, c.blit ? 2 : 0);
 }
 
-struct AsciiState : CaseState {
-    AsciiState(const AsciiCase& c, int32_t format)
-        : source(CardSurface(format)), destination(kFrameWidth, kFrameHeight, format) {
-        g_blitService = fxhost::GetBlitService();
-        g_frame.source = source.get();
-        g_frame.destination = destination.get();
-        effect.reset(NewAsciiArt(Record(c)));
-    }
-    fxhost::HostSurface source;
-    fxhost::HostSurface destination;
-    std::unique_ptr<AsciiArt> effect;
-};
-
 }  // namespace
 
 const std::vector<AsciiCase> kAsciiCases = {
@@ -45,23 +26,9 @@ const std::vector<AsciiCase> kAsciiCases = {
 
 std::vector<EffectCase> RegisterAsciiCases() {
     std::vector<EffectCase> cases;
-    for (const AsciiCase& ascii : kAsciiCases) {
-        for (int32_t format : {kFormatXrgb, kFormat565}) {
-            EffectCase c{ascii.name, format, {}};
-            const std::string caseName = EffectCaseName(c.name, format);
-            benchmark::RegisterBenchmark(caseName.c_str(), [ascii, format, caseName](benchmark::State& state) {
-                auto& s = StateFor<AsciiState>(caseName, [&] { return std::make_unique<AsciiState>(ascii, format); });
-                if (!s.effect) {
-                    state.SkipWithError("no instance");
-                    return;
-                }
-                for ([[maybe_unused]] auto _ : state) s.effect->Render();
-                benchmark::DoNotOptimize(s.destination.row(0));
-                state.SetItemsProcessed(state.iterations());
-            })->Unit(benchmark::kMillisecond);
-            cases.push_back(std::move(c));
-        }
-    }
+    for (const AsciiCase& ascii : kAsciiCases)
+        for (int32_t format : {kFormatXrgb, kFormat565})
+            cases.push_back(RegisterInProcessCase(ascii.name, format, [ascii] { return NewAsciiArt(Record(ascii)); }));
     return cases;
 }
 

@@ -5,12 +5,15 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "bench/frei0r_filter.h"
 #include "host/module_loader.h"
+
+class CRenderInterface;
 
 namespace bench {
 
@@ -37,6 +40,12 @@ std::vector<EffectCase> RegisterEffectCases(const fxhost::EffectModule& module,
 // freshly loaded copy of the module; the copies stay mapped, so the cases run
 // a few iterations only.
 std::vector<EffectCase> RegisterFirstFrameCases(const std::vector<EffectCase>& effects);
+
+// A case for an instance that no factory row makes, timed in-process: build
+// makes it against the card and a frame-sized destination of this format
+// (g_frame and the blit service set first); null skips the case.
+using InProcessBuild = std::function<CRenderInterface*()>;
+EffectCase RegisterInProcessCase(const std::string& effect, int32_t format, InProcessBuild build);
 
 // The quantise route of the table-driven colour class, in-process, at 32
 // bits and 5-6-5, named kQuantiseCase among the effects.

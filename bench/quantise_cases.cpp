@@ -1,15 +1,9 @@
 // The quantise route of the table-driven colour class, which no factory row
 // reaches: timed in-process through the module's static library, with a
 // record that has all three table lookups.
-#include <benchmark/benchmark.h>
-
-#include "bench/case_state.h"
 #include "bench/cases.h"
-#include "bench/frames.h"
 #include "colour/tintara.h"
-#include "host/blit_service.h"
 #include "shell/factory.h"
-#include "shell/module.h"
 
 namespace bench {
 
@@ -28,34 +22,13 @@ TintaraParams AllLookups() {
     return r;
 }
 
-struct QuantiseState : CaseState {
-    explicit QuantiseState(int32_t format)
-        : source(CardSurface(format)), destination(kFrameWidth, kFrameHeight, format) {
-        g_blitService = fxhost::GetBlitService();
-        g_frame.source = source.get();
-        g_frame.destination = destination.get();
-        effect.reset(NewZeroedEffect<Tintara>(AllLookups()));
-    }
-    fxhost::HostSurface source;
-    fxhost::HostSurface destination;
-    std::unique_ptr<CRenderInterface> effect;
-};
-
 }  // namespace
 
 std::vector<EffectCase> RegisterQuantiseCases() {
     std::vector<EffectCase> cases;
-    for (int32_t format : {kFormatXrgb, kFormat565}) {
-        EffectCase c{kQuantiseCase, format, {}};
-        const std::string caseName = EffectCaseName(c.name, format);
-        benchmark::RegisterBenchmark(caseName.c_str(), [format, caseName](benchmark::State& state) {
-            auto& s = StateFor<QuantiseState>(caseName, [&] { return std::make_unique<QuantiseState>(format); });
-            for ([[maybe_unused]] auto _ : state) s.effect->Render();
-            benchmark::DoNotOptimize(s.destination.row(0));
-            state.SetItemsProcessed(state.iterations());
-        })->Unit(benchmark::kMillisecond);
-        cases.push_back(std::move(c));
-    }
+    for (int32_t format : {kFormatXrgb, kFormat565})
+        cases.push_back(RegisterInProcessCase(kQuantiseCase, format,
+                                              [] { return NewZeroedEffect<Tintara>(AllLookups()); }));
     return cases;
 }
 

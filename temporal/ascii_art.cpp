@@ -310,10 +310,17 @@ void AsciiArt::DrawCellsBlit() {
 // bytesPerPixel; null when the block runs past the sheet's memory.
 const uint8_t* AsciiArt::GlyphBlock(GlyphPos glyph, intptr_t sheetPitch, int32_t bytesPerPixel, int32_t rows,
                                     int32_t bytes) const {
-    const intptr_t start = static_cast<intptr_t>(glyph.row * sheetCellHeight) * sheetPitch +
-                           static_cast<intptr_t>(glyph.column * sheetCellWidth) * bytesPerPixel;
-    const intptr_t end = static_cast<intptr_t>(glyphSheet->rowBytes) * SurfaceHeight(*glyphSheet);
-    return start + (rows - 1) * sheetPitch + bytes <= end ? glyphSheet->pixels + start : nullptr;
+    const intptr_t start = GlyphOffset(glyph, sheetPitch, bytesPerPixel);
+    return start + (rows - 1) * sheetPitch + bytes <= SheetBytes() ? glyphSheet->pixels + start : nullptr;
+}
+
+intptr_t AsciiArt::GlyphOffset(GlyphPos glyph, intptr_t sheetPitch, int32_t bytesPerPixel) const {
+    return static_cast<intptr_t>(glyph.row * sheetCellHeight) * sheetPitch +
+           static_cast<intptr_t>(glyph.column * sheetCellWidth) * bytesPerPixel;
+}
+
+intptr_t AsciiArt::SheetBytes() const {
+    return static_cast<intptr_t>(glyphSheet->rowBytes) * SurfaceHeight(*glyphSheet);
 }
 
 // The glyph's block of rows x bytes from the sheet, addressed in pixels of
@@ -327,9 +334,7 @@ void AsciiArt::CopyGlyph(uint8_t* to, intptr_t toPitch, GlyphPos glyph, intptr_t
         CopyBlock(to, toPitch, from, sheetPitch, rows, bytes, simdLevel);
         return;
     }
-    const intptr_t start = static_cast<intptr_t>(glyph.row * sheetCellHeight) * sheetPitch +
-                           static_cast<intptr_t>(glyph.column * sheetCellWidth) * bytesPerPixel;
-    const intptr_t end = static_cast<intptr_t>(glyphSheet->rowBytes) * SurfaceHeight(*glyphSheet);
+    const intptr_t start = GlyphOffset(glyph, sheetPitch, bytesPerPixel), end = SheetBytes();
     for (int32_t y = 0; y < rows; ++y) {
         const intptr_t at = start + y * sheetPitch;
         const int32_t inside = static_cast<int32_t>(std::clamp<intptr_t>(end - at, 0, bytes));

@@ -106,6 +106,10 @@ private:
     void DrawCellsBlit();
     template <GlyphPos (AsciiArt::*Choose)(uint32_t)>
     void DrawCellsCopy(int32_t bytesPerPixel);
+    // Where the glyph's block starts in the sheet, in bytes, and the sheet's
+    // bytes in all.
+    intptr_t GlyphOffset(GlyphPos glyph, intptr_t sheetPitch, int32_t bytesPerPixel) const;
+    intptr_t SheetBytes() const;
     const uint8_t* GlyphBlock(GlyphPos glyph, intptr_t sheetPitch, int32_t bytesPerPixel, int32_t rows,
                               int32_t bytes) const;
     void CopyGlyph(uint8_t* to, intptr_t toPitch, GlyphPos glyph, intptr_t sheetPitch, int32_t bytesPerPixel,

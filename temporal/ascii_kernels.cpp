@@ -285,12 +285,6 @@ __attribute__((target("avx512f,avx512bw,prefer-vector-width=512"))) void SumCell
     Sum16Any(s, format, sums, scratch, AddCellsVector<32>);
 }
 
-__attribute__((optimize("no-tree-vectorize"))) void CopyScalar(uint8_t* dst, intptr_t dstPitch, const uint8_t* src,
-                                                                  intptr_t srcPitch, int32_t rows, int32_t bytes) {
-    if (bytes <= 0) return;
-    for (int32_t y = 0; y < rows; ++y) MoveScalar(dst + y * dstPitch, src + y * srcPitch, bytes);
-}
-
 ASCII_INLINE void MoveSse2(uint8_t* d, const uint8_t* s, int32_t n) {
     if (n < 16) return MoveSmall(d, s, n);
     for (int32_t i = 0; i + 16 < n; i += 16)
@@ -304,32 +298,6 @@ __attribute__((target("avx2"))) ASCII_INLINE void MoveAvx2(uint8_t* d, const uin
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + i), _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i)));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + n - 32),
                         _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + n - 32)));
-}
-
-void CopySse2(uint8_t* dst, intptr_t dstPitch, const uint8_t* src, intptr_t srcPitch, int32_t rows, int32_t bytes) {
-    if (bytes <= 0) return;
-    for (int32_t y = 0; y < rows; ++y) MoveSse2(dst + y * dstPitch, src + y * srcPitch, bytes);
-}
-
-__attribute__((target("avx2"))) void CopyAvx2(uint8_t* dst, intptr_t dstPitch, const uint8_t* src, intptr_t srcPitch,
-                                              int32_t rows, int32_t bytes) {
-    if (bytes <= 0) return;
-    for (int32_t y = 0; y < rows; ++y) MoveAvx2(dst + y * dstPitch, src + y * srcPitch, bytes);
-}
-
-// Whole 64-byte moves, then one masked move for the rest: no byte outside
-// the row is read or written.
-__attribute__((target("avx512f,avx512bw"))) void CopyAvx512(uint8_t* dst, intptr_t dstPitch, const uint8_t* src,
-                                                            intptr_t srcPitch, int32_t rows, int32_t bytes) {
-    if (bytes <= 0) return;
-    const int32_t whole = bytes & ~63;
-    const __mmask64 rest = (uint64_t{1} << (bytes & 63)) - 1;
-    for (int32_t y = 0; y < rows; ++y) {
-        uint8_t* d = dst + y * dstPitch;
-        const uint8_t* s = src + y * srcPitch;
-        for (int32_t i = 0; i < whole; i += 64) _mm512_storeu_si512(d + i, _mm512_loadu_si512(s + i));
-        _mm512_mask_storeu_epi8(d + whole, rest, _mm512_maskz_loadu_epi8(rest, s + whole));
-    }
 }
 
 // The cell rows' loop; each level's function below spells it out around its
@@ -416,10 +384,5 @@ void SumCells16(const CellStrip& strip, int32_t format, uint32_t (*sums)[3], uin
 
 void CopyBlock(uint8_t* dst, intptr_t dstPitch, const uint8_t* src, intptr_t srcPitch, int32_t rows, int32_t bytes,
                SimdLevel level) {
-    switch (level) {
-    case SimdLevel::kScalar: return CopyScalar(dst, dstPitch, src, srcPitch, rows, bytes);
-    case SimdLevel::kSse2: return CopySse2(dst, dstPitch, src, srcPitch, rows, bytes);
-    case SimdLevel::kAvx2: return CopyAvx2(dst, dstPitch, src, srcPitch, rows, bytes);
-    case SimdLevel::kAvx512Vbmi: return CopyAvx512(dst, dstPitch, src, srcPitch, rows, bytes);
-    }
+    CopyCellRows(dst, dstPitch, &src, srcPitch, 1, bytes, rows, level);
 }
