@@ -3,7 +3,7 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 \
 	UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 
-.PHONY: all build demo test bench fuzz valgrind clean
+.PHONY: all build demo test bench gallery fuzz valgrind clean
 
 all: build
 
@@ -16,6 +16,7 @@ demo: build
 	scripts/demo.sh
 
 test: build
+	scripts/deps.sh test
 	cd build && ctest --output-on-failure -j$(JOBS)
 	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DEFFECTS_SANITIZE=ON -DEFFECTS_BENCH=OFF
 	cmake --build build-asan -j$(JOBS)
@@ -25,7 +26,13 @@ bench:
 	scripts/deps.sh bench
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DEFFECTS_BENCH=ON -DEFFECTS_SANITIZE=OFF
 	cmake --build build -j$(JOBS) --target effects_bench
-	build/bench/effects_bench
+	build/bench/effects_bench --benchmark_out=build/bench/results.json --benchmark_out_format=json
+
+# Every effect side by side in gallery/index.html, with the figures of the
+# last make bench when there are any.
+gallery: build
+	scripts/deps.sh gallery
+	build/fxhost gallery gallery
 
 # The fuzzer through plugin_main, built with clang and its sanitizers.
 FUZZ_SECONDS ?= 600
@@ -43,4 +50,4 @@ valgrind: build
 	scripts/valgrind.sh
 
 clean:
-	rm -rf build build-asan build-fuzz out
+	rm -rf build build-asan build-fuzz out gallery

@@ -123,13 +123,13 @@ uint64_t EffectModule::call(uint32_t code) {
     return session_->context.result;
 }
 
-std::unique_ptr<EffectModule> LoadModuleCopy(ModuleOptions options) {
+std::unique_ptr<EffectModule> LoadModuleCopy(ModuleOptions options, const std::string& path) {
     // The loader knows a loaded library by its file name, so every copy needs
     // a name this process has not loaded before; the process id keeps
     // processes sharing the directory apart.
     static std::atomic<unsigned> counter{0};
     namespace fs = std::filesystem;
-    const std::string original = DefaultModulePath();
+    const std::string original = path.empty() ? DefaultModulePath() : path;
     fs::path copy;
     try {
         copy = fs::temp_directory_path() /

@@ -62,8 +62,9 @@ private:
 // Loads a copy of the module file under a name new to this process, so that
 // the dynamic loader maps it afresh and it starts with globals and tables of
 // its own, as in a new process. The copy is deleted once loaded; the mapping
-// stays until the process ends. Throws HostError.
-std::unique_ptr<EffectModule> LoadModuleCopy(ModuleOptions options = {});
+// stays until the process ends. path empty: the default module. Throws
+// HostError.
+std::unique_ptr<EffectModule> LoadModuleCopy(ModuleOptions options = {}, const std::string& path = "");
 
 // A catalogue row as the host reads it.
 struct CatalogueEntry {

@@ -4,11 +4,15 @@
 #include <png.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <cstddef>
+#include <cstdlib>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
@@ -75,20 +79,23 @@ bool ReadInfo(PngState& s, uint32_t& width, uint32_t& height) {
     return true;
 }
 
-// Sets up conversion to 8-bit RGB: palettes and low bit depths expand, 16
-// bits scale down, grey becomes RGB, alpha and transparency are dropped.
-bool SetUpConversion(PngState& s, uint32_t width) {
+// Sets up conversion to 8-bit RGB, or RGBA when the file has alpha or a tRNS
+// chunk: palettes and low bit depths expand, 16 bits scale down with
+// rounding, grey becomes RGB.
+bool SetUpConversion(PngState& s, uint32_t width, bool& alpha) {
     if (setjmp(png_jmpbuf(s.png))) return false;
     const int colour = png_get_color_type(s.png, s.info);
     const int depth = png_get_bit_depth(s.png, s.info);
+    const bool trns = png_get_valid(s.png, s.info, PNG_INFO_tRNS) != 0;
+    alpha = (colour & PNG_COLOR_MASK_ALPHA) || trns;
     if (colour == PNG_COLOR_TYPE_PALETTE) png_set_palette_to_rgb(s.png);
     if (colour == PNG_COLOR_TYPE_GRAY && depth < 8) png_set_expand_gray_1_2_4_to_8(s.png);
+    if (trns) png_set_tRNS_to_alpha(s.png);
     if (depth == 16) png_set_scale_16(s.png);
-    png_set_strip_alpha(s.png);  // also the alpha a tRNS chunk may bring in
     if (!(colour & PNG_COLOR_MASK_COLOR)) png_set_gray_to_rgb(s.png);
     png_set_interlace_handling(s.png);
     png_read_update_info(s.png, s.info);
-    if (png_get_rowbytes(s.png, s.info) != static_cast<size_t>(width) * 3) {
+    if (png_get_rowbytes(s.png, s.info) != static_cast<size_t>(width) * (alpha ? 4 : 3)) {
         std::snprintf(s.message, sizeof s.message, "unsupported pixel layout");
         return false;
     }
@@ -126,10 +133,10 @@ private:
     PngState& s_;
 };
 
-bool WriteRows(PngState& s, uint32_t width, uint32_t height, png_bytepp rows) {
+bool WriteRows(PngState& s, uint32_t width, uint32_t height, int colourType, png_bytepp rows) {
     if (setjmp(png_jmpbuf(s.png))) return false;
     png_set_write_fn(s.png, &s, OnPngWrite, OnPngFlush);
-    png_set_IHDR(s.png, s.info, width, height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+    png_set_IHDR(s.png, s.info, width, height, 8, colourType, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(s.png, s.info);
     png_write_image(s.png, rows);
@@ -145,15 +152,29 @@ void CheckImage(const std::string& path, const Image& image) {
     if (image.rgb.size() != size_t(image.width) * size_t(image.height) * 3) {
         throw HostError(Fault("write", path, "pixel data does not match the picture size"));
     }
+    if (!image.alpha.empty() && image.alpha.size() != size_t(image.width) * size_t(image.height)) {
+        throw HostError(Fault("write", path, "alpha data does not match the picture size"));
+    }
 }
 
 // Encodes the picture into file and flushes it; returns what went wrong, or
 // an empty string. The file stays open.
 std::string Encode(FILE* file, const Image& image) {
+    const size_t width = size_t(image.width);
     std::vector<png_bytep> rows(static_cast<size_t>(image.height));
-    for (size_t y = 0; y < rows.size(); ++y) {
-        // libpng does not modify rows it writes without transformations.
-        rows[y] = const_cast<png_bytep>(image.rgb.data() + y * size_t(image.width) * 3);
+    std::vector<uint8_t> rgba;
+    if (image.alpha.empty()) {
+        for (size_t y = 0; y < rows.size(); ++y) {
+            // libpng does not modify rows it writes without transformations.
+            rows[y] = const_cast<png_bytep>(image.rgb.data() + y * width * 3);
+        }
+    } else {
+        rgba.resize(image.alpha.size() * 4);
+        for (size_t i = 0; i < image.alpha.size(); ++i) {
+            std::memcpy(&rgba[i * 4], &image.rgb[i * 3], 3);
+            rgba[i * 4 + 3] = image.alpha[i];
+        }
+        for (size_t y = 0; y < rows.size(); ++y) rows[y] = rgba.data() + y * width * 4;
     }
     PngState s;
     s.file = file;
@@ -161,7 +182,8 @@ std::string Encode(FILE* file, const Image& image) {
     s.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &s, OnPngError, OnPngWarning);
     if (s.png) s.info = png_create_info_struct(s.png);
     if (!s.png || !s.info) return "out of memory";
-    if (!WriteRows(s, uint32_t(image.width), uint32_t(image.height), rows.data())) return s.message;
+    const int colourType = image.alpha.empty() ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_RGB_ALPHA;
+    if (!WriteRows(s, uint32_t(image.width), uint32_t(image.height), colourType, rows.data())) return s.message;
     // Report a full disk or similar now rather than lose it in fclose.
     if (std::fflush(file) != 0 || std::ferror(file)) return std::strerror(errno);
     return {};
@@ -180,18 +202,60 @@ std::string EncodeAndClose(int fd, const Image& image) {
     return failure;
 }
 
-// ---- The temporary file and the signals that would strand it ----
+// ---- Temporary files, and the signals that would strand them ----
 
 constexpr int kCleanupSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr int kSlots = 8;
 
-// The temporary file being written, for the signal handler. Both are set and
-// cleared with the handled signals blocked, so the handler sees them whole.
-char g_pendingPath[PATH_MAX];
-std::atomic<bool> g_pending{false};
-static_assert(std::atomic<bool>::is_always_lock_free);
+// What the signal handler cleans up. Slots are filled and emptied with the
+// handled signals blocked, so the handler sees each whole.
+struct PendingPath {
+    std::atomic<bool> used{false};
+    char path[PATH_MAX];
+};
+PendingPath g_pending[kSlots];
+std::atomic<int> g_children[kSlots];
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+
+// Removes a file, or a directory and the files in it, with async-signal-safe
+// calls only (getdents64 rather than readdir, which allocates).
+void RemovePath(const char* path) {
+    if (::unlink(path) == 0 || (errno != EISDIR && errno != EPERM)) return;
+    const int dir = ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir >= 0) {
+        alignas(8) char buffer[4096];
+        for (;;) {
+            const long got = ::syscall(SYS_getdents64, dir, buffer, sizeof buffer);
+            if (got <= 0) break;
+            for (long at = 0; at < got;) {
+                struct Entry {
+                    uint64_t inode;
+                    int64_t offset;
+                    unsigned short length;
+                    unsigned char type;
+                };
+                Entry entry;
+                std::memcpy(&entry, buffer + at, sizeof entry);
+                const char* name = buffer + at + offsetof(Entry, type) + 1;
+                if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0) ::unlinkat(dir, name, 0);
+                at += entry.length;
+            }
+        }
+        ::close(dir);
+    }
+    ::rmdir(path);
+}
 
 void OnCleanupSignal(int sig) {
-    if (g_pending.load()) ::unlink(g_pendingPath);
+    for (auto& child : g_children) {
+        const int pid = child.load();
+        if (pid > 0) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, nullptr, 0);
+        }
+    }
+    for (auto& slot : g_pending)
+        if (slot.used.load()) RemovePath(slot.path);
     // Blocked while this handler runs, the signal is delivered again on
     // return, now with the default action.
     ::signal(sig, SIG_DFL);
@@ -214,51 +278,56 @@ private:
     sigset_t old_;
 };
 
-// Creates a fresh file beside path that no one else is using, and records it
-// for the signal handler; -1 with errno set on failure.
-int CreateTemporary(const std::string& path, std::string& tempPath) {
+// A free slot, or nullptr; called with the signals held.
+PendingPath* FreeSlot() {
+    for (auto& slot : g_pending)
+        if (!slot.used.load()) return &slot;
+    return nullptr;
+}
+
+void Forget(const std::string& tempPath) {
+    for (auto& slot : g_pending) {
+        if (slot.used.load() && tempPath == slot.path) {
+            slot.used.store(false);
+            return;
+        }
+    }
+}
+
+// Makes NAME.tmp-PID-N + extension beside path with make, which returns a
+// descriptor, 1 for a directory, or -1 with errno set; records it for the
+// signal handler.
+template <class Make>
+int MakeTemporary(const std::string& path, const std::string& extension, std::string& tempPath, Make make) {
     static std::atomic<unsigned> counter{0};
+    const size_t slash = path.rfind('/');
+    const size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
     for (int attempt = 0; attempt < 100; ++attempt) {
-        // NAME.tmp-PID-N, or a short name when that would be too long for a
-        // directory entry although NAME is not.
-        const std::string suffix = ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
-        const size_t slash = path.rfind('/');
-        const size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
+        // Or a short name when that would be too long for a directory entry
+        // although NAME is not.
+        const std::string suffix = ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + extension;
         tempPath = path.size() - nameStart + suffix.size() <= NAME_MAX ? path + suffix
                                                                         : path.substr(0, nameStart) + ".fxhost" + suffix;
-        if (tempPath.size() >= sizeof g_pendingPath) {
+        if (tempPath.size() >= PATH_MAX) {
             errno = ENAMETOOLONG;
             return -1;
         }
         SignalsHeld held;
-        const int fd = ::open(tempPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd >= 0) {
-            std::memcpy(g_pendingPath, tempPath.c_str(), tempPath.size() + 1);
-            g_pending.store(true);
-            return fd;
+        PendingPath* slot = FreeSlot();
+        if (!slot) {
+            errno = EMFILE;
+            return -1;
+        }
+        const int result = make(tempPath);
+        if (result >= 0) {
+            std::memcpy(slot->path, tempPath.c_str(), tempPath.size() + 1);
+            slot->used.store(true);
+            return result;
         }
         if (errno != EEXIST) return -1;
     }
     errno = EEXIST;
     return -1;
-}
-
-// Renames the temporary file over path, or removes it when that fails; 0 on
-// success, -1 with errno set.
-int CommitTemporary(const std::string& tempPath, const std::string& path) {
-    SignalsHeld held;
-    const int result = std::rename(tempPath.c_str(), path.c_str());
-    const int error = errno;
-    if (result != 0) ::unlink(tempPath.c_str());
-    g_pending.store(false);
-    errno = error;
-    return result;
-}
-
-void DiscardTemporary(const std::string& tempPath) {
-    SignalsHeld held;
-    ::unlink(tempPath.c_str());
-    g_pending.store(false);
 }
 
 // ---- Where a write goes ----
@@ -342,15 +411,28 @@ Image ReadPng(const std::string& path) {
         uint64_t(width) * height > kMaxPicturePixels) {
         throw HostError(Fault("read", path, TooLarge(width, height)));
     }
-    if (!SetUpConversion(s, width)) throw HostError(Fault("read", path, Damaged(s.message)));
+    bool alpha = false;
+    if (!SetUpConversion(s, width, alpha)) throw HostError(Fault("read", path, Damaged(s.message)));
 
     Image image;
     image.width = static_cast<int>(width);
     image.height = static_cast<int>(height);
-    image.rgb.resize(size_t(width) * height * 3);
+    const size_t pixels = size_t(width) * height;
+    // Opaque pictures are read straight into place; RGBA is read whole, then split.
+    std::vector<uint8_t> rgba(alpha ? pixels * 4 : 0);
+    image.rgb.resize(pixels * 3);
+    const size_t rowBytes = size_t(width) * (alpha ? 4 : 3);
+    uint8_t* base = alpha ? rgba.data() : image.rgb.data();
     std::vector<png_bytep> rows(height);
-    for (uint32_t y = 0; y < height; ++y) rows[y] = image.rgb.data() + size_t(y) * width * 3;
+    for (uint32_t y = 0; y < height; ++y) rows[y] = base + size_t(y) * rowBytes;
     if (!ReadRows(s, rows.data())) throw HostError(Fault("read", path, Damaged(s.message)));
+    if (alpha) {
+        image.alpha.resize(pixels);
+        for (size_t i = 0; i < pixels; ++i) {
+            std::memcpy(&image.rgb[i * 3], &rgba[i * 4], 3);
+            image.alpha[i] = rgba[i * 4 + 3];
+        }
+    }
     return image;
 }
 
@@ -369,6 +451,8 @@ OutputKind CheckOutput(const std::string& path) {
     return target.kind;
 }
 
+std::string ReplacedFile(const std::string& path) { return Resolve(path).path; }
+
 void WritePng(const std::string& path, const Image& image) {
     CheckImage(path, image);
     const Target target = Resolve(path);
@@ -380,7 +464,7 @@ void WritePng(const std::string& path, const Image& image) {
         return;
     }
     std::string tempPath;
-    const int fd = CreateTemporary(target.path, tempPath);
+    const int fd = CreateTemporaryFile(target.path, "", tempPath);
     if (fd < 0) throw HostError(Fault("write", path, std::strerror(errno)));
     std::string failure;
     if (target.exists && ::fchmod(fd, target.mode) != 0) {
@@ -411,6 +495,55 @@ void RemoveTemporaryFilesOnSignals() {
         sigemptyset(&action.sa_mask);
         ::sigaction(sig, &action, nullptr);
     }
+}
+
+int CreateTemporaryFile(const std::string& path, const std::string& extension, std::string& tempPath) {
+    return MakeTemporary(path, extension, tempPath, [](const std::string& name) {
+        return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    });
+}
+
+bool CreateTemporaryDirectory(const std::string& dir, std::string& tempPath) {
+    std::string base = dir;
+    if (base.empty()) {
+        const char* tmp = std::getenv("TMPDIR");
+        base = tmp && *tmp ? tmp : "/tmp";
+    }
+    return MakeTemporary(base + "/.fxhost", "", tempPath, [](const std::string& name) {
+        return ::mkdir(name.c_str(), 0700) == 0 ? 1 : -1;
+    }) >= 0;
+}
+
+int CommitTemporary(const std::string& tempPath, const std::string& path) {
+    SignalsHeld held;
+    const int result = std::rename(tempPath.c_str(), path.c_str());
+    const int error = errno;
+    if (result != 0) ::unlink(tempPath.c_str());
+    Forget(tempPath);
+    errno = error;
+    return result;
+}
+
+void DiscardTemporary(const std::string& tempPath) {
+    SignalsHeld held;
+    RemovePath(tempPath.c_str());
+    Forget(tempPath);
+}
+
+void WatchChild(int pid) {
+    SignalsHeld held;
+    for (auto& child : g_children) {
+        if (child.load() == 0) {
+            child.store(pid);
+            return;
+        }
+    }
+}
+
+void UnwatchChild(int pid) {
+    SignalsHeld held;
+    for (auto& child : g_children)
+        if (child.load() == pid) child.store(0);
 }
 
 void ImageToSurface(const Image& image, HostSurface& surface) {

@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a job needs, and only those that are missing.
-# Usage: scripts/deps.sh build|bench|fuzz|valgrind
+# Usage: scripts/deps.sh build|test|gallery|bench|fuzz|valgrind
 set -euo pipefail
 
 packages=(cmake make g++ libpng-dev zlib1g-dev libgtest-dev)
 case "${1:-build}" in
+  # The video tests run ffmpeg; the gallery's check opens it in Chromium.
+  test) packages+=(ffmpeg chromium python3) ;;
+  gallery) packages+=(ffmpeg) ;;
   bench) packages+=(libbenchmark-dev frei0r-plugins) ;;
   fuzz) packages+=(clang libclang-rt-dev llvm) ;;
   valgrind) packages+=(valgrind) ;;

@@ -503,7 +503,7 @@ protected:
 
 // Writes a PNG of any colour type and depth with libpng directly.
 bool WriteRawPngC(FILE* f, int w, int h, int colourType, int depth, const png_color* palette, int paletteSize,
-                  png_bytepp rows) {
+                  png_bytepp rows, const std::vector<uint8_t>& trns) {
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
     png_infop info = png_create_info_struct(png);
     if (setjmp(png_jmpbuf(png))) {
@@ -514,6 +514,13 @@ bool WriteRawPngC(FILE* f, int w, int h, int colourType, int depth, const png_co
     png_set_IHDR(png, info, w, h, depth, colourType, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
                  PNG_FILTER_TYPE_DEFAULT);
     if (paletteSize > 0) png_set_PLTE(png, info, palette, paletteSize);
+    if (!trns.empty()) {
+        // Palette: one alpha per entry; grey or RGB: the colour key, 16-bit samples.
+        png_color_16 key{};
+        key.gray = key.red = trns[0];
+        if (trns.size() == 3) key.green = trns[1], key.blue = trns[2];
+        png_set_tRNS(png, info, colourType == PNG_COLOR_TYPE_PALETTE ? trns.data() : nullptr, int(trns.size()), &key);
+    }
     png_write_info(png, info);
     png_write_image(png, rows);
     png_write_end(png, nullptr);
@@ -522,11 +529,12 @@ bool WriteRawPngC(FILE* f, int w, int h, int colourType, int depth, const png_co
 }
 
 void WriteRawPng(const std::string& path, int w, int colourType, int depth, std::vector<uint8_t> bytes,
-                 const std::vector<png_color>& palette = {}) {
+                 const std::vector<png_color>& palette = {}, const std::vector<uint8_t>& trns = {}) {
     std::vector<png_bytep> rows{bytes.data()};
     FILE* f = std::fopen(path.c_str(), "wb");
     ASSERT_NE(f, nullptr);
-    const bool ok = WriteRawPngC(f, w, 1, colourType, depth, palette.data(), int(palette.size()), rows.data());
+    const bool ok =
+        WriteRawPngC(f, w, 1, colourType, depth, palette.data(), int(palette.size()), rows.data(), trns);
     std::fclose(f);
     ASSERT_TRUE(ok);
 }
@@ -553,32 +561,47 @@ TEST_F(Pictures, RoundTripsEverySurfaceFormat) {
     EXPECT_EQ(Listing(), std::vector<std::string>{"card.png"});
 }
 
-TEST_F(Pictures, ReadsEveryColourTypeAsRgb) {
+TEST_F(Pictures, ReadsEveryColourTypeAsRgbWithAlpha) {
     struct Case {
         const char* name;
         int width, colourType, depth;
         std::vector<uint8_t> bytes;
         std::vector<uint8_t> rgb;
+        std::vector<uint8_t> alpha;
+        std::vector<uint8_t> trns;
     };
     const std::vector<png_color> palette = {{1, 2, 3}, {40, 50, 60}, {250, 0, 7}, {9, 9, 9}};
     const Case cases[] = {
-        {"grey8", 2, PNG_COLOR_TYPE_GRAY, 8, {0, 200}, {0, 0, 0, 200, 200, 200}},
-        {"greyalpha8", 2, PNG_COLOR_TYPE_GRAY_ALPHA, 8, {10, 255, 90, 0}, {10, 10, 10, 90, 90, 90}},
-        {"grey16", 2, PNG_COLOR_TYPE_GRAY, 16, {0x80, 0x80, 0xFF, 0xFF}, {128, 128, 128, 255, 255, 255}},
-        {"palette2", 4, PNG_COLOR_TYPE_PALETTE, 2, {0xC9}, {9, 9, 9, 1, 2, 3, 250, 0, 7, 40, 50, 60}},
-        {"rgba8", 2, PNG_COLOR_TYPE_RGB_ALPHA, 8, {1, 2, 3, 4, 5, 6, 7, 8}, {1, 2, 3, 5, 6, 7}},
-        {"rgb16", 1, PNG_COLOR_TYPE_RGB, 16, {0xFF, 0xFF, 0x12, 0x12, 0, 0}, {255, 0x12, 0}},
-        {"rgba16", 1, PNG_COLOR_TYPE_RGB_ALPHA, 16, {0x40, 0x40, 0, 0, 0xFF, 0xFF, 0, 0}, {0x40, 0, 255}},
+        {"grey8", 2, PNG_COLOR_TYPE_GRAY, 8, {0, 200}, {0, 0, 0, 200, 200, 200}, {}, {}},
+        {"greyalpha8", 2, PNG_COLOR_TYPE_GRAY_ALPHA, 8, {10, 255, 90, 0}, {10, 10, 10, 90, 90, 90}, {255, 0}, {}},
+        // 16 bits round to 8: 0x0080 -> 0, 0x0081 -> 1, 0xFF7E -> 254.
+        {"grey16", 3, PNG_COLOR_TYPE_GRAY, 16, {0x00, 0x80, 0x00, 0x81, 0xFF, 0x7E}, {0, 0, 0, 1, 1, 1, 254, 254, 254},
+         {}, {}},
+        {"palette2", 4, PNG_COLOR_TYPE_PALETTE, 2, {0xC9}, {9, 9, 9, 1, 2, 3, 250, 0, 7, 40, 50, 60}, {}, {}},
+        {"palette2trns", 4, PNG_COLOR_TYPE_PALETTE, 2, {0xC9}, {9, 9, 9, 1, 2, 3, 250, 0, 7, 40, 50, 60},
+         {255, 0, 255, 77}, {0, 77}},
+        {"greykey", 2, PNG_COLOR_TYPE_GRAY, 8, {7, 8}, {7, 7, 7, 8, 8, 8}, {255, 0}, {8}},
+        {"rgbkey", 2, PNG_COLOR_TYPE_RGB, 8, {1, 2, 3, 4, 5, 6}, {1, 2, 3, 4, 5, 6}, {0, 255}, {1, 2, 3}},
+        {"rgba8", 2, PNG_COLOR_TYPE_RGB_ALPHA, 8, {1, 2, 3, 4, 5, 6, 7, 8}, {1, 2, 3, 5, 6, 7}, {4, 8}, {}},
+        {"rgb16", 1, PNG_COLOR_TYPE_RGB, 16, {0xFF, 0xFF, 0x12, 0x12, 0, 0}, {255, 0x12, 0}, {}, {}},
+        {"rgba16", 1, PNG_COLOR_TYPE_RGB_ALPHA, 16, {0x40, 0x40, 0, 0, 0xFF, 0xFF, 0x00, 0xC0}, {0x40, 0, 255},
+         {1}, {}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const std::string path = Path(std::string(c.name) + ".png");
         WriteRawPng(path, c.width, c.colourType, c.depth, c.bytes,
-                    c.colourType == PNG_COLOR_TYPE_PALETTE ? palette : std::vector<png_color>{});
+                    c.colourType == PNG_COLOR_TYPE_PALETTE ? palette : std::vector<png_color>{}, c.trns);
         const Image image = ReadPng(path);
         EXPECT_EQ(image.width, c.width);
         EXPECT_EQ(image.height, 1);
         EXPECT_EQ(image.rgb, c.rgb);
+        EXPECT_EQ(image.alpha, c.alpha);
+        // Written back as RGBA or RGB, and read the same.
+        WritePng(path, image);
+        const Image again = ReadPng(path);
+        EXPECT_EQ(again.rgb, c.rgb);
+        EXPECT_EQ(again.alpha, c.alpha);
     }
 }
 
@@ -616,6 +639,9 @@ TEST_F(Pictures, WritingIsAllOrNothing) {
     EXPECT_FALSE(std::filesystem::exists(Path("nowhere")));
     Image bad = card;
     bad.rgb.pop_back();
+    EXPECT_THROW(WritePng(Path("bad.png"), bad), HostError);
+    bad = card;
+    bad.alpha.assign(5, 0);
     EXPECT_THROW(WritePng(Path("bad.png"), bad), HostError);
     EXPECT_THROW(WritePng(Path("empty.png"), Image{}), HostError);
     EXPECT_TRUE(Listing().empty());

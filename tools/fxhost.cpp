@@ -17,7 +17,9 @@
 #include "host/host_error.h"
 #include "host/module_loader.h"
 #include "host/picture_io.h"
-#include "host/test_card.h"
+#include "tools/effect_facts.h"
+#include "tools/gallery.h"
+#include "tools/render_command.h"
 #include "tools/render_options.h"
 
 namespace {
@@ -27,29 +29,47 @@ using fxhost::HostError;
 using fxtool::UsageError;
 
 const char kUsage[] =
-    "usage: fxhost [--module FILE] [--verbose] list [--names]\n"
-    "       fxhost [--module FILE] [--verbose] render NAME [--in FILE.png] [--out FILE.png]\n"
-    "              [--params A,B,C,D] [--time MS] [--frames N] [--fps F]\n"
-    "              [--format 32|565|555] [--in-place] [--scroll PX]\n"
+    "usage: fxhost [--module FILE] [--verbose] [--quiet] list [--names] [--json]\n"
+    "       fxhost [...] describe NAME [--json]\n"
+    "       fxhost [...] render NAME[,NAME...] [--fx NAME]... [--in FILE] [--out FILE]\n"
+    "              [--params A,B,C,D] [--ramp I=V0:V1] [--keys I=T0:V0,T1:V1,...]\n"
+    "              [--time MS] [--frames N] [--fps F] [--format 32|565|555]\n"
+    "              [--in-place] [--scroll PX] [--size WxH] [--encode ARGS]\n"
+    "       fxhost [...] gallery DIR [--bench FILE]\n"
     "Options take their value as the next argument or after '=' (--out=x.png).\n"
     "  --module    the effects module (default: $FXHOST_MODULE, else the one\n"
     "              beside fxhost)\n"
     "  --verbose   show the module's log lines, and what it prints while render\n"
     "              makes the effect, on standard error\n"
-    "  --in        a PNG picture, at most 32767 pixels a side and 67108864 in all;\n"
-    "              without it, render uses the built-in test card\n"
-    "  --out       a .png file (default NAME.png), /dev/stdout, a device or a FIFO;\n"
-    "              a frame number in it (frames.%04d.png) writes every frame,\n"
-    "              numbered from 0, else the last frame is written; %% is a %\n"
+    "  --quiet     no progress line, summary, notes or \"wrote\" lines\n"
+    "  NAME        a name from list, in any case and with _ for a space, or its\n"
+    "              number in list; several joined by commas make a chain\n"
+    "  --fx        adds an effect to the chain; --params, --ramp and --keys after\n"
+    "              it are its own\n"
+    "  --in        a picture or clip ffmpeg reads (PNG files are read directly), a\n"
+    "              numbered sequence (frames/%04d.png), or - for raw BGRA frames on\n"
+    "              standard input (with --size); without it, the built-in test card\n"
+    "  --out       a picture, clip or sequence by its extension (default NAME.png),\n"
+    "              /dev/stdout, a device or a FIFO, or - for raw BGRA frames on\n"
+    "              standard output; a frame number in it (frames.%04d.png) writes\n"
+    "              every frame, numbered from 0; a single picture gets the last\n"
+    "              frame; %% is a %\n"
     "  --params    up to four values from 0 to 255; the rest are the catalogue's\n"
-    "  --time      the first frame's time in ms, 0 to 4294967295 (default 0)\n"
-    "  --frames    how many frames to render, 1 to 100000 (default 1)\n"
-    "  --fps       frames a second, 0.001 to 1000 (default 25); frame times\n"
-    "              wrap at 2^32 ms like a host's clock\n"
+    "  --ramp      value I (0 to 3) from V0 on the first frame to V1 on the last\n"
+    "  --keys      value I through V0 at T0 ms, V1 at T1 ms ..., held outside\n"
+    "  --time      the first frame's time in ms, 0 to 4294967295 (default 0); a\n"
+    "              clip's frames add their own times from its first\n"
+    "  --frames    how many frames to render, 1 to 100000 (default 1, or every\n"
+    "              frame of a clip)\n"
+    "  --fps       frames a second, 0.001 to 1000 (default 25, or the clip's);\n"
+    "              frame times wrap at 2^32 ms like a host's clock\n"
     "  --format    surface format (default 32)\n"
     "  --in-place  render with the source surface as the destination\n"
     "  --scroll    move the picture PX pixels left each frame (negative: right),\n"
-    "              wrapping, for effects that carry pictures across frames\n";
+    "              wrapping, for effects that carry pictures across frames\n"
+    "  --size      the size of raw frames on standard input\n"
+    "  --encode    ffmpeg output options for --out, as one argument\n"
+    "              (--encode '-c:v libx264 -crf 18')\n";
 
 std::string Labels(const fxhost::CatalogueEntry& row) {
     std::string text;
@@ -106,137 +126,15 @@ int List(const fxhost::EffectModule& module) {
                     Mark(ProbeName(module, row.name), "  (not in this build)").c_str());
     }
     std::printf("\nNames the factory knows that the catalogue does not list:\n");
+    size_t index = rows.size();
     for (const char* name : fxhost::kUncataloguedNames)
-        std::printf("    %-32s%s\n", name, Mark(ProbeName(module, name), "  (no instance in this build)").c_str());
+        std::printf("%-3zu %-32s%s\n", index++, name, Mark(ProbeName(module, name), "  (no instance in this build)").c_str());
     return 0;
-}
-
-std::string Quoted(const std::vector<std::string>& names) {
-    std::string text;
-    for (const std::string& n : names) text += (text.empty() ? "\"" : ", \"") + n + "\"";
-    return text;
 }
 
 // Set when standard output was closed at the start and /dev/null holds its
 // place.
 bool g_noStandardOutput = false;
-
-// Where the picture goes once standard output has been kept for it alone;
-// -1 otherwise.
-int g_pictureFd = -1;
-
-// Whether path leads to this process's standard output: /dev/stdout, or the
-// file or pipe the shell sent it to.
-bool IsStandardOutput(const std::string& path) {
-    struct stat named, out;
-    return !g_noStandardOutput && ::stat(path.c_str(), &named) == 0 && ::fstat(STDOUT_FILENO, &out) == 0 &&
-           named.st_dev == out.st_dev && named.st_ino == out.st_ino;
-}
-
-// Pictures written to standard output must hold nothing else: the module
-// prints its diagnostics there, so from here on its descriptor leads to
-// standard error and the pictures go through a copy of the original.
-void KeepStandardOutputForPictures() {
-    const int saved = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-    if (saved < 0) throw HostError(std::string("cannot keep standard output: ") + std::strerror(errno));
-    std::fflush(stdout);
-    ::dup2(STDERR_FILENO, STDOUT_FILENO);
-    g_pictureFd = saved;
-}
-
-// Refuses, before anything is rendered, an output the writer would refuse,
-// and a regular file not named .png.
-void CheckOutput(const fxtool::RenderOptions& options) {
-    const std::string file = fxtool::OutputFileName(options.output, 0);
-    if (IsStandardOutput(file)) {
-        if (!options.everyFrame) KeepStandardOutputForPictures();
-        return;
-    }
-    const fxhost::OutputKind kind = fxhost::CheckOutput(file);
-    if (kind == fxhost::OutputKind::kFile && !fxtool::HasPngExtension(file))
-        throw UsageError{"--out must name a .png file, a device or a FIFO, not \"" + options.output + "\""};
-}
-
-void WriteFrame(const std::string& file, const fxhost::Image& image) {
-    if (g_pictureFd >= 0) {
-        fxhost::WritePngTo(g_pictureFd, file, image);
-        return;
-    }
-    if (IsStandardOutput(file)) {
-        // No "wrote" line: it would land in the picture.
-        std::fflush(stdout);
-        fxhost::WritePngTo(STDOUT_FILENO, file, image);
-        return;
-    }
-    fxhost::WritePng(file, image);
-    std::printf("wrote %s\n", file.c_str());
-}
-
-// The picture moved offset pixels to the left, what leaves on one side
-// coming back on the other.
-fxhost::Image Scrolled(const fxhost::Image& picture, int64_t offset) {
-    fxhost::Image moved = picture;
-    const int64_t width = picture.width;
-    if (width == 0) return moved;
-    const auto shift = static_cast<size_t>(((offset % width) + width) % width) * 3;
-    const size_t rowBytes = static_cast<size_t>(width) * 3;
-    for (int y = 0; y < picture.height; ++y) {
-        const uint8_t* from = picture.rgb.data() + rowBytes * static_cast<size_t>(y);
-        uint8_t* to = moved.rgb.data() + rowBytes * static_cast<size_t>(y);
-        std::copy(from + shift, from + rowBytes, to);
-        std::copy(from, from + shift, to + rowBytes - shift);
-    }
-    return moved;
-}
-
-int Render(const fxhost::EffectModule& module, const fxtool::RenderOptions& options, bool verbose) {
-    const EffectApi& api = module.api();
-    const auto known = fxhost::EffectNames(module);
-    const bool isKnown = std::find(known.begin(), known.end(), options.name) != known.end();
-    if (!isKnown)
-        throw HostError("unknown effect \"" + options.name + "\"; closest: " +
-                        Quoted(fxtool::ClosestNames(options.name, known)));
-
-    const fxhost::Image picture = options.input.empty() ? fxhost::MakeTestCard() : fxhost::ReadPng(options.input);
-    fxhost::HostSurface source(picture.width, picture.height, options.format);
-    fxhost::HostSurface target(picture.width, picture.height, options.format);
-    fxhost::ImageToSurface(picture, source);
-    target.fill(0);
-    fxhost::HostSurface& result = options.inPlace ? source : target;
-
-    std::array<int32_t, 4> params{128, 128, 128, 128};
-    api.GetEffectDefaults(options.name.c_str(), params.data());
-    std::copy(options.params.begin(), options.params.end(), params.begin());
-
-    // What the module prints while it makes the effect is shown like its
-    // log, and its last line is the reason when it makes none.
-    fxhost::ConsoleCapture capture;
-    CRenderInterface* effect =
-        api.CreateEffect(options.name.c_str(), source.get(), options.inPlace ? nullptr : target.get());
-    const std::string console = capture.finish();
-    if (verbose) std::fwrite(console.data(), 1, console.size(), stderr);
-    if (!effect) {
-        const std::string reason = fxhost::LastLine(console);
-        if (!reason.empty()) throw HostError("the module refused \"" + options.name + "\": " + reason);
-        throw HostError("the module made no instance of \"" + options.name +
-                        "\" (not in this build, or refused; --verbose shows the module's log)");
-    }
-    struct Destroy {
-        const EffectApi& api;
-        CRenderInterface* effect;
-        ~Destroy() { api.DestroyEffect(effect); }
-    } destroy{api, effect};
-
-    for (int frame = 0; frame < options.frames; ++frame) {
-        if (options.scroll != 0 && frame > 0)
-            fxhost::ImageToSurface(Scrolled(picture, static_cast<int64_t>(options.scroll) * frame), source);
-        api.RenderEffect(effect, params.data(), source.get(), fxtool::FrameTime(options.time, frame, options.fps));
-        if (options.everyFrame || frame + 1 == options.frames)
-            WriteFrame(fxtool::OutputFileName(options.output, options.everyFrame ? frame : 0),
-                       fxhost::SurfaceToImage(result));
-    }
-    return 0;
-}
 
 int Run(const std::vector<std::string>& args) {
     try {
@@ -249,12 +147,28 @@ int Run(const std::vector<std::string>& args) {
         // unless asked for.
         if (line.verbose) fxhost::SetLogSink({});
         else fxhost::SetLogSink([](const std::string&) {});
-        if (line.command == fxtool::Command::kRender) CheckOutput(line.render);
+        if (line.command == fxtool::Command::kRender) fxtool::PrepareOutput(line.render, g_noStandardOutput);
         fxhost::EffectModule module(line.modulePath.empty() ? fxhost::DefaultModulePath() : line.modulePath);
         switch (line.command) {
-        case fxtool::Command::kList: return List(module);
+        case fxtool::Command::kList:
+            if (line.json) {
+                std::fputs(fxtool::ListJson(fxtool::ProbeEffects(module)).c_str(), stdout);
+                return 0;
+            }
+            return List(module);
         case fxtool::Command::kListNames: return ListNames(module);
-        default: return Render(module, line.render, line.verbose);
+        case fxtool::Command::kDescribe: {
+            const std::string name = fxtool::ResolveName(fxhost::EffectNames(module), line.describeName);
+            const fxtool::EffectFacts facts = fxtool::ProbeEffect(module, name);
+            std::fputs((line.json ? fxtool::DescribeJson(facts) : fxtool::DescribeText(facts)).c_str(), stdout);
+            return 0;
+        }
+        case fxtool::Command::kGallery:
+            fxtool::WriteGallery(module, {line.galleryDir,
+                                          line.benchResults.empty() ? fxtool::DefaultBenchResults() : line.benchResults,
+                                          line.quiet});
+            return 0;
+        default: return fxtool::Render(module, line);
         }
     } catch (const UsageError& error) {
         std::fprintf(stderr, "fxhost: %s (fxhost --help for usage)\n", error.message.c_str());

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <set>
+#include <tuple>
 
 #include "render/surface.h"
 
@@ -68,42 +69,138 @@ std::string FileName(const std::string& option, const std::string& text) {
 }
 
 bool IsRenderOption(const std::string& key) {
-    for (const char* name :
-         {"--in", "--out", "--params", "--time", "--frames", "--fps", "--format", "--in-place", "--scroll"})
+    for (const char* name : {"--fx", "--in", "--out", "--params", "--ramp", "--keys", "--time", "--frames", "--fps",
+                             "--format", "--in-place", "--scroll", "--size", "--encode"})
         if (key == name) return true;
     return false;
 }
 
-bool TakesValue(const std::string& key) { return key != "--verbose" && key != "--names" && key != "--in-place"; }
+// The options each command takes beside --module, --verbose and --quiet.
+bool TakesOption(const std::string& command, const std::string& key) {
+    if (command == "list") return key == "--names" || key == "--json";
+    if (command == "describe") return key == "--json";
+    if (command == "gallery") return key == "--bench";
+    return command == "render" && IsRenderOption(key);
+}
 
-void Apply(CommandLine& line, const std::string& key, const std::string& value) {
+bool TakesValue(const std::string& key) {
+    for (const char* flag : {"--verbose", "--quiet", "--names", "--json", "--in-place"})
+        if (key == flag) return false;
+    return true;
+}
+
+// Options that may come again: each --fx starts an effect, and --params,
+// --ramp and --keys belong to the effect named last.
+bool Repeats(const std::string& key) {
+    return key == "--fx" || key == "--params" || key == "--ramp" || key == "--keys";
+}
+
+std::vector<std::string> SplitSpaces(const std::string& text) {
+    std::vector<std::string> words;
+    size_t start = 0;
+    while ((start = text.find_first_not_of(" \t", start)) != std::string::npos) {
+        const size_t end = text.find_first_of(" \t", start);
+        words.push_back(text.substr(start, end == std::string::npos ? end : end - start));
+        start = end;
+    }
+    return words;
+}
+
+// The effects of a render as they are named, and which of them the next
+// --params, --ramp or --keys belongs to.
+struct Chain {
+    std::vector<EffectOptions>& effects;
+    std::vector<bool> paramsGiven;
+    bool positionalChain = false;  // a render NAME of several names
+
+    // A render NAME: one name or several joined by commas.
+    void addNames(const std::string& text) {
+        std::vector<std::string> names;
+        size_t start = 0;
+        while (true) {
+            const size_t comma = text.find(',', start);
+            names.push_back(text.substr(start, comma == std::string::npos ? comma : comma - start));
+            if (comma == std::string::npos) break;
+            start = comma + 1;
+        }
+        for (const std::string& name : names)
+            if (name.empty()) throw UsageError{"render needs effect names, not an empty one in " + Quote(text)};
+        // Values given before the name belong to it.
+        if (!effects.empty() && effects.front().name.empty()) {
+            if (names.size() > 1) throw ValuesNeedOneEffect();
+            effects.front().name = names.front();
+            return;
+        }
+        positionalChain = names.size() > 1;
+        for (const std::string& name : names) add(name);
+    }
+    void add(const std::string& name) {
+        effects.push_back(EffectOptions{name, {}, {}});
+        paramsGiven.push_back(false);
+    }
+    // The effect that values given now belong to.
+    EffectOptions& current(const std::string& key) {
+        if (positionalChain && !lastFromFx) throw ValuesNeedOneEffect();
+        if (effects.empty()) add("");
+        if (key == "--params") {
+            if (paramsGiven.back()) throw UsageError{"--params given twice for one effect"};
+            paramsGiven.back() = true;
+        }
+        return effects.back();
+    }
+    static UsageError ValuesNeedOneEffect() {
+        return UsageError{"values belong to one effect: in a chain, name each effect with --fx NAME and give "
+                          "its --params, --ramp and --keys after it"};
+    }
+    bool lastFromFx = false;
+};
+
+void Apply(CommandLine& line, Chain& chain, const std::string& key, const std::string& value) {
     RenderOptions& render = line.render;
     if (key == "--module") {
         line.modulePath = FileName(key, value);
     } else if (key == "--verbose") {
         line.verbose = true;
+    } else if (key == "--quiet") {
+        line.quiet = true;
     } else if (key == "--names") {
         line.command = Command::kListNames;
+    } else if (key == "--json") {
+        line.json = true;
+    } else if (key == "--bench") {
+        line.benchResults = FileName(key, value);
+    } else if (key == "--fx") {
+        if (value.empty()) throw UsageError{"--fx needs an effect name, not an empty string"};
+        chain.add(value);
+        chain.lastFromFx = true;
     } else if (key == "--in") {
         render.input = FileName(key, value);
     } else if (key == "--out") {
         render.output = FileName(key, value);
-        if (value == "-") throw UsageError{"--out - is not supported yet; name a .png file or /dev/stdout"};
-        render.everyFrame = ParseOutputName(value);
+        render.everyFrame = value != "-" && ParseOutputName(value);
     } else if (key == "--params") {
-        render.params = ParseParams(value);
+        chain.current(key).params = ParseParams(value);
+    } else if (key == "--ramp") {
+        chain.current(key).track.setRamp(value);
+    } else if (key == "--keys") {
+        chain.current(key).track.setKeys(value);
     } else if (key == "--time") {
         render.time = static_cast<uint32_t>(ParseWhole(key, value, 0, UINT32_MAX));
     } else if (key == "--frames") {
         render.frames = static_cast<int>(ParseWhole(key, value, 1, kMaxFrames));
     } else if (key == "--fps") {
         render.fps = ParseFps(value);
+        render.fpsGiven = true;
     } else if (key == "--format") {
         render.format = ParseFormat(value);
     } else if (key == "--in-place") {
         render.inPlace = true;
     } else if (key == "--scroll") {
         render.scroll = static_cast<int>(ParseWhole(key, value, -kMaxScroll, kMaxScroll));
+    } else if (key == "--size") {
+        std::tie(render.width, render.height) = ParseSize(value);
+    } else if (key == "--encode") {
+        render.encodeArgs = SplitSpaces(value);
     }
 }
 
@@ -130,8 +227,9 @@ CommandLine ParseCommandLine(const std::vector<std::string>& args) {
     // --help anywhere wins: no value may start with "--", so it is never one.
     if (std::find(args.begin(), args.end(), "--help") != args.end()) return CommandLine{};
     CommandLine line;
+    Chain chain{line.render.effects, {}};
     std::string command;
-    bool haveName = false;
+    bool haveArgument = false;
     std::set<std::string> seen;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
@@ -139,32 +237,37 @@ CommandLine ParseCommandLine(const std::vector<std::string>& args) {
         if (arg.size() < 2 || arg[0] != '-') {
             if (command.empty()) {
                 if (arg == "help") return CommandLine{};
-                if (arg != "list" && arg != "render") throw UsageError{"unknown command " + Quote(arg)};
+                if (arg == "list") line.command = Command::kList;
+                else if (arg == "render") line.command = Command::kRender;
+                else if (arg == "describe") line.command = Command::kDescribe;
+                else if (arg == "gallery") line.command = Command::kGallery;
+                else throw UsageError{"unknown command " + Quote(arg)};
                 command = arg;
-                line.command = command == "list" ? Command::kList : Command::kRender;
             } else if (command == "list") {
-                throw UsageError{"list takes no arguments but --names"};
-            } else if (haveName) {
+                throw UsageError{"list takes no arguments but --names and --json"};
+            } else if (haveArgument) {
                 throw UsageError{"unexpected argument " + Quote(arg) + " (quote names with spaces)"};
             } else if (arg.empty()) {
-                throw UsageError{"render needs an effect name, not an empty string"};
+                throw UsageError{command + (command == "gallery" ? " needs a directory" : " needs an effect name") +
+                                 ", not an empty string"};
             } else {
-                line.render.name = arg;
-                haveName = true;
+                if (command == "render") chain.addNames(arg);
+                else if (command == "describe") line.describeName = arg;
+                else line.galleryDir = arg;
+                haveArgument = true;
             }
             continue;
         }
         const size_t equals = arg.find('=');
         const std::string key = arg.substr(0, equals);
-        const bool known = key == "--module" || key == "--verbose" || (command == "list" && key == "--names") ||
-                           (command == "render" && IsRenderOption(key));
-        if (!known) {
-            if (command.empty() && (key == "--names" || IsRenderOption(key)))
+        const bool global = key == "--module" || key == "--verbose" || key == "--quiet";
+        if (!global && !TakesOption(command, key)) {
+            if (command.empty() && (key == "--names" || key == "--json" || key == "--bench" || IsRenderOption(key)))
                 throw UsageError{key + " goes after the command"};
-            if (command == "list") throw UsageError{"list takes no arguments but --names"};
+            if (command == "list") throw UsageError{"list takes no arguments but --names and --json"};
             throw UsageError{"unknown option " + key};
         }
-        if (!seen.insert(key).second) throw UsageError{key + " given twice"};
+        if (!Repeats(key) && !seen.insert(key).second) throw UsageError{key + " given twice"};
         std::string value;
         if (!TakesValue(key)) {
             if (equals != std::string::npos) throw UsageError{key + " takes no value"};
@@ -175,14 +278,40 @@ CommandLine ParseCommandLine(const std::vector<std::string>& args) {
         } else {
             throw UsageError{key + " needs a value"};
         }
-        Apply(line, key, value);
+        Apply(line, chain, key, value);
     }
-    if (command.empty()) throw UsageError{"missing command: list or render"};
+    if (command.empty()) throw UsageError{"missing command: list, describe, render or gallery"};
+    if (line.command == Command::kDescribe && line.describeName.empty())
+        throw UsageError{"describe needs an effect name"};
+    if (line.command == Command::kGallery && line.galleryDir.empty()) throw UsageError{"gallery needs a directory"};
     if (line.command == Command::kRender) {
-        if (!haveName) throw UsageError{"render needs an effect name"};
-        if (line.render.output.empty()) line.render.output = FileNameFor(line.render.name);
+        RenderOptions& render = line.render;
+        if (render.effects.empty() || render.effects.front().name.empty())
+            throw UsageError{"render needs an effect name"};
+        if (render.input == "-" && render.width == 0)
+            throw UsageError{"--in - reads raw BGRA frames: give their size with --size WxH"};
+        if (render.input != "-" && render.width != 0) throw UsageError{"--size goes with --in - only"};
+        if (render.output.empty()) {
+            std::string names;
+            for (const EffectOptions& effect : render.effects) names += (names.empty() ? "" : ",") + effect.name;
+            render.output = FileNameFor(names);
+        }
     }
     return line;
+}
+
+std::pair<int, int> ParseSize(const std::string& text) {
+    const size_t x = text.find('x');
+    if (x != std::string::npos) {
+        int width = 0, height = 0;
+        const char* end = text.data() + text.size();
+        const auto [wEnd, wError] = std::from_chars(text.data(), text.data() + x, width);
+        const auto [hEnd, hError] = std::from_chars(text.data() + x + 1, end, height);
+        if (wError == std::errc() && hError == std::errc() && wEnd == text.data() + x && hEnd == end &&
+            width >= 1 && height >= 1 && width <= 32767 && height <= 32767 && x > 0)
+            return {width, height};
+    }
+    throw UsageError{"--size must be WIDTHxHEIGHT, each from 1 to 32767, not " + Quote(text)};
 }
 
 bool ParseOutputName(const std::string& text) {
