@@ -157,3 +157,19 @@ Probe ProbeInput(const std::string& path, bool sequence, double sequenceFps) {
 }
 
 }  // namespace fxhost
+
+namespace fxhost {
+
+int64_t CountFrames(const std::string& path) {
+    // Packets are counted without decoding: one a frame for video.
+    const std::vector<std::string> argv = {"ffprobe", "-v", "error", "-hide_banner", "-select_streams", "v:0",
+                                           "-count_packets", "-show_entries", "stream=nb_read_packets",
+                                           "-of", "csv=p=0", "-i", path};
+    std::string out;
+    std::vector<std::string> err;
+    if (RunCommand(argv, out, err) != 0) return -1;
+    while (!out.empty() && (out.back() == '\n' || out.back() == ',')) out.pop_back();
+    return Whole(out, -1);
+}
+
+}  // namespace fxhost

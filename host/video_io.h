@@ -43,6 +43,10 @@ bool FfmpegAvailable();
 // a size beyond kMaxPictureSide / kMaxPicturePixels.
 std::unique_ptr<FrameReader> OpenVideoReader(const std::string& path, double sequenceFps);
 
+// The frames of a clip, counted by reading it through without decoding, for
+// containers that do not give the count; -1 when ffprobe cannot tell.
+int64_t CountFrames(const std::string& path);
+
 // Raw BGRA frames of width x height from a descriptor (standard input),
 // times from fps. The last frame must be whole; throws HostError otherwise.
 std::unique_ptr<FrameReader> OpenRawReader(int fd, const std::string& name, int width, int height, double fps);

@@ -69,7 +69,7 @@ TEST_F(Fxhost, ListsTheCatalogueAndTheFurtherNamesQuietly) {
         EXPECT_NE(run.out.find(name), std::string::npos) << name;
     // The module's own lines while refusing the ascii art give the reason.
     for (const char* name : {"29  AsciiArt1", "30  AsciiArt2"})
-        EXPECT_NE(run.out.find("\n" + std::string(name) +
+        EXPECT_NE(run.out.find(std::string("\n").append(name) +
                                "                         (refused by the module: Ascii art resource not found!)\n"),
                   std::string::npos)
             << run.out;
@@ -108,7 +108,7 @@ TEST_F(Fxhost, RendersTheTestCardByDefault) {
 }
 
 TEST_F(Fxhost, RendersAGivenPictureAtSixteenBitsFrameByFrame) {
-    fxhost::Image in{3, 2, {255, 0, 0, 0, 255, 0, 0, 0, 255, 10, 20, 30, 40, 50, 60, 255, 255, 255}};
+    fxhost::Image in{3, 2, {255, 0, 0, 0, 255, 0, 0, 0, 255, 10, 20, 30, 40, 50, 60, 255, 255, 255}, {}};
     fxhost::WritePng(Path("in.png"), in);
     Outcome run = fxhost("render 'Brightness Contrast' --in in.png --format 565 --frames 3 --fps 10 --out f%02d.png");
     ASSERT_EQ(run.status, 0) << run.err;
@@ -508,7 +508,7 @@ bool HasTemporary(const fs::path& dir) {
 TEST_F(Fxhost, SignalsLeaveNoTemporaryFiles) {
     // A noisy picture compresses slowly, so that a temporary file is there
     // most of the time.
-    fxhost::Image noise{512, 512, std::vector<uint8_t>(512 * 512 * 3)};
+    fxhost::Image noise{512, 512, std::vector<uint8_t>(512 * 512 * 3), {}};
     std::mt19937 random(7);
     for (uint8_t& v : noise.rgb) v = uint8_t(random());
     fxhost::WritePng(Path("noise.png"), noise);

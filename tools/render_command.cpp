@@ -253,8 +253,13 @@ int Render(const fxhost::EffectModule& module, const CommandLine& line) {
     Source source = OpenSource(options);
     bool ramped = false;
     for (const ChainLink& link : links) ramped = ramped || link.params.ramped();
+    if (ramped && source.total < 0 && source.reader && options.input != "-") {
+        source.total = fxhost::CountFrames(options.input);
+        if (options.frames != 0 && source.total >= 0) source.total = std::min<int64_t>(source.total, options.frames);
+    }
     if (ramped && source.total < 0)
-        throw HostError("--ramp runs from the first frame to the last, and " + options.input +
+        throw HostError("--ramp runs from the first frame to the last, and " +
+                        (options.input == "-" ? std::string("standard input") : options.input) +
                         " does not tell how many frames it has: give --frames");
 
     fxhost::Frame in = source.still;
