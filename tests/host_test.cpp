@@ -19,6 +19,7 @@
 #include "host/picture_io.h"
 #include "host/pixel_convert.h"
 #include "host/test_card.h"
+#include "temp_dir_test.h"
 
 namespace {
 
@@ -483,23 +484,7 @@ TEST(BlitTransform, DegenerateQuadsDrawNothing) {
 
 // ---- Pictures ----
 
-class Pictures : public ::testing::Test {
-protected:
-    void SetUp() override {
-        char dir[] = "/tmp/host_test_XXXXXX";
-        ASSERT_NE(mkdtemp(dir), nullptr);
-        dir_ = dir;
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-    std::string Path(const std::string& name) const { return dir_ + "/" + name; }
-    std::vector<std::string> Listing() const {
-        std::vector<std::string> names;
-        for (const auto& e : std::filesystem::directory_iterator(dir_)) names.push_back(e.path().filename());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-    std::string dir_;
-};
+class Pictures : public TempDirTest {};
 
 // Writes a PNG of any colour type and depth with libpng directly.
 bool WriteRawPngC(FILE* f, int w, int h, int colourType, int depth, const png_color* palette, int paletteSize,

@@ -19,6 +19,7 @@
 #include "host/picture_io.h"
 #include "host/test_card.h"
 #include "host/video_io.h"
+#include "temp_dir_test.h"
 
 namespace {
 
@@ -45,21 +46,11 @@ std::string Error(const std::function<void()>& action) {
     return "(no error)";
 }
 
-class Video : public ::testing::Test {
+class Video : public TempDirTest {
 protected:
     void SetUp() override {
         signal(SIGPIPE, SIG_IGN);  // as fxhost: a writer sees EPIPE when ffmpeg quits
-        char dir[] = "/tmp/video_io_test_XXXXXX";
-        ASSERT_NE(mkdtemp(dir), nullptr);
-        dir_ = dir;
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-    std::string Path(const std::string& name) const { return dir_ + "/" + name; }
-    std::vector<std::string> Listing() const {
-        std::vector<std::string> names;
-        for (const auto& e : std::filesystem::directory_iterator(dir_)) names.push_back(e.path().filename());
-        std::sort(names.begin(), names.end());
-        return names;
+        TempDirTest::SetUp();
     }
     // Runs ffmpeg's or ffprobe's command line in the directory; returns its standard output.
     std::string Run(const std::string& command) const {
@@ -87,7 +78,6 @@ protected:
         for (const Frame& f : frames) writer->write(f);
         writer->finish();
     }
-    std::string dir_;
 };
 
 // ---- Frames and surfaces ----

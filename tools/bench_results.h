@@ -24,7 +24,7 @@ struct BenchResults {
 };
 
 // Reads the figures from the JSON text. Rows follow order (the gallery's
-// names), then effects the text has that order lacks, as they come. A case
+// names), then effects the JSON has that order lacks, as they come. A case
 // counts by its median aggregate when repetitions were run, else by the mean
 // of its iteration runs; cases that failed are left out. Missing fields are
 // skipped. Throws fxhost::HostError for text that is not JSON, naming where.

@@ -287,7 +287,8 @@ int Render(const fxhost::EffectModule& module, const CommandLine& line) {
         sink.put(out, frames, ms);
         progress.frameDone(frames + 1);
     }
-    if (frames == 0) throw HostError(options.input + " holds no frames");
+    if (frames == 0) throw HostError((options.input == "-" ? std::string("standard input") : options.input) +
+                                     " holds no frames");
     sink.finish();
     progress.finish(frames, frames > 1 && !line.quiet);
     return 0;
