@@ -1,9 +1,12 @@
 #include "host/frame.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
+#include "host/blit_pixels.h"
 #include "host/host_error.h"
+#include "host/pixel_convert.h"
 
 namespace fxhost {
 
@@ -11,41 +14,8 @@ namespace {
 
 // The loops below are the hot path of a 1080p pipe: straight arithmetic on
 // whole words, loaded and stored through memcpy (surface rows need not be
-// 4-byte aligned), which the compiler turns into vector code.
-
-inline uint32_t Load32(const uint8_t* p) {
-    uint32_t w;
-    std::memcpy(&w, p, 4);
-    return w;
-}
-
-inline uint32_t Load16(const uint8_t* p) {
-    uint16_t w;
-    std::memcpy(&w, p, 2);
-    return w;
-}
-
-inline void Store32(uint8_t* p, uint32_t w) { std::memcpy(p, &w, 4); }
-
-inline void Store16(uint8_t* p, uint32_t w) {
-    const auto h = static_cast<uint16_t>(w);
-    std::memcpy(p, &h, 2);
-}
-
-// 0xAARRGGBB to a 16-bit word, keeping the high bits of each channel.
-inline uint32_t To565(uint32_t p) { return ((p >> 8) & 0xF800u) | ((p >> 5) & 0x07E0u) | ((p >> 3) & 0x001Fu); }
-inline uint32_t To555(uint32_t p) { return ((p >> 9) & 0x7C00u) | ((p >> 6) & 0x03E0u) | ((p >> 3) & 0x001Fu); }
-
-// 5- and 6-bit channels widened by bit replication.
-inline uint32_t Widen5(uint32_t v) { return (v << 3) | (v >> 2); }
-inline uint32_t Widen6(uint32_t v) { return (v << 2) | (v >> 4); }
-
-inline uint32_t From565(uint32_t w) {
-    return (Widen5((w >> 11) & 31u) << 16) | (Widen6((w >> 5) & 63u) << 8) | Widen5(w & 31u);
-}
-inline uint32_t From555(uint32_t w) {
-    return (Widen5((w >> 10) & 31u) << 16) | (Widen5((w >> 5) & 31u) << 8) | Widen5(w & 31u);
-}
+// 4-byte aligned), which the compiler turns into vector code. 16-bit words
+// pack and widen as the blit service converts them.
 
 void CheckSizes(const Frame& frame, const HostSurface& surface) {
     if (frame.width != surface.width() || frame.height != surface.height() ||
@@ -98,11 +68,11 @@ void FrameToSurface(const Frame& frame, HostSurface& surface) {
         const uint32_t* in = frame.pixels.data() + size_t(y) * size_t(width);
         uint8_t* out = surface.row(y);
         if (surface.bytesPerPixel() == 4) {
-            for (int x = 0; x < width; ++x) Store32(out + 4 * x, in[x] & 0x00FFFFFFu);
+            for (int x = 0; x < width; ++x) StoreWord(out + 4 * x, 4, in[x] & 0x00FFFFFFu);
         } else if (format == kFormat555) {
-            for (int x = 0; x < width; ++x) Store16(out + 2 * x, To555(in[x]));
+            for (int x = 0; x < width; ++x) StoreWord(out + 2 * x, 2, blit::Pack16(in[x], true));
         } else {
-            for (int x = 0; x < width; ++x) Store16(out + 2 * x, To565(in[x]));
+            for (int x = 0; x < width; ++x) StoreWord(out + 2 * x, 2, blit::Pack16(in[x], false));
         }
     }
 }
@@ -122,12 +92,22 @@ void SurfaceToFrame(const HostSurface& surface, const Frame& alphaFrom, Frame& o
         const uint32_t* a = keepAlpha ? alphaFrom.pixels.data() + size_t(y) * size_t(width) : nullptr;
         const auto top = [a](int x) { return a ? a[x] & 0xFF000000u : 0xFF000000u; };
         if (surface.bytesPerPixel() == 4) {
-            for (int x = 0; x < width; ++x) o[x] = (Load32(in + 4 * x) & 0x00FFFFFFu) | top(x);
+            for (int x = 0; x < width; ++x) o[x] = (LoadWord(in + 4 * x, 4) & 0x00FFFFFFu) | top(x);
         } else if (format == kFormat555) {
-            for (int x = 0; x < width; ++x) o[x] = From555(Load16(in + 2 * x)) | top(x);
+            for (int x = 0; x < width; ++x) o[x] = blit::Widen16(LoadWord(in + 2 * x, 2), true) | top(x);
         } else {
-            for (int x = 0; x < width; ++x) o[x] = From565(Load16(in + 2 * x)) | top(x);
+            for (int x = 0; x < width; ++x) o[x] = blit::Widen16(LoadWord(in + 2 * x, 2), false) | top(x);
         }
+    }
+}
+
+void ScrollFrame(Frame& frame, int64_t offset) {
+    const int64_t width = frame.width;
+    if (width == 0) return;
+    const auto shift = static_cast<size_t>(((offset % width) + width) % width);
+    for (int y = 0; y < frame.height; ++y) {
+        uint32_t* row = frame.pixels.data() + static_cast<size_t>(width) * static_cast<size_t>(y);
+        std::rotate(row, row + shift, row + width);
     }
 }
 

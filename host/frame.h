@@ -43,4 +43,8 @@ void FrameToSurface(const Frame& frame, HostSurface& surface);
 // replication, as SurfaceToImage.
 void SurfaceToFrame(const HostSurface& surface, const Frame& alphaFrom, Frame& out);
 
+// The frame moved offset pixels to the left (negative: right), what leaves
+// one side coming back on the other.
+void ScrollFrame(Frame& frame, int64_t offset);
+
 }  // namespace fxhost

@@ -119,6 +119,13 @@ void HostSurface::fill(uint32_t word) {
     for (int y = 1; y < h; ++y) std::memcpy(row(y), first, static_cast<size_t>(w) * bytesPerPixel());
 }
 
+void HostSurface::copyPixelsFrom(const HostSurface& from) {
+    if (from.width() != width() || from.height() != height() || from.format() != format())
+        throw HostError("cannot copy the pixels of a surface of another size or format");
+    const size_t bytes = static_cast<size_t>(width()) * static_cast<size_t>(bytesPerPixel());
+    for (int y = 0; y < height(); ++y) std::memcpy(row(y), from.row(y), bytes);
+}
+
 void HostSurface::fillPadding(uint8_t marker) {
     const int used = width() * bytesPerPixel();
     const int pad = rowBytes() - used;

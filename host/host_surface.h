@@ -37,6 +37,9 @@ public:
     void setPixel(int x, int y, uint32_t word);
     // Every pixel word set to word; padding bytes are left alone.
     void fill(uint32_t word);
+    // The pixels of a surface of the same size and format, row by row;
+    // padding bytes are left alone. Throws HostError on a mismatch.
+    void copyPixelsFrom(const HostSurface& from);
     // Padding bytes at the end of each row, set to a marker so that tests can
     // see whether anything wrote there.
     void fillPadding(uint8_t marker);

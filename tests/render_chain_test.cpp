@@ -2,8 +2,6 @@
 // result, destinations start as their source, alpha comes through.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "host/frame.h"
 #include "host/host_error.h"
 #include "host/test_card.h"
@@ -30,8 +28,7 @@ Frame Card(int width = 64, int height = 48) { return fxhost::FrameFromImage(fxho
 void RenderDirect(const std::string& name, std::array<int32_t, 4> values, HostSurface& source, HostSurface& target,
                   uint32_t time) {
     const EffectApi& api = SharedModule().api();
-    for (int y = 0; y < source.height(); ++y)
-        std::memcpy(target.row(y), source.row(y), size_t(source.width()) * size_t(source.bytesPerPixel()));
+    target.copyPixelsFrom(source);
     CRenderInterface* effect = api.CreateEffect(name.c_str(), source.get(), target.get());
     ASSERT_NE(effect, nullptr);
     api.RenderEffect(effect, values.data(), source.get(), time);

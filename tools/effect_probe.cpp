@@ -38,28 +38,11 @@ struct Run {
     std::vector<Pixels> frames;  // the destination after each step
 };
 
-void CopyPixels(const fxhost::HostSurface& from, fxhost::HostSurface& to) {
-    const size_t bytes = static_cast<size_t>(from.width()) * static_cast<size_t>(from.bytesPerPixel());
-    for (int y = 0; y < from.height(); ++y) std::memcpy(to.row(y), from.row(y), bytes);
-}
-
 Pixels Words(const fxhost::HostSurface& surface) {
     Pixels words;
     words.reserve(static_cast<size_t>(surface.width()) * static_cast<size_t>(surface.height()));
-    for (int y = 0; y < surface.height(); ++y) {
-        const uint8_t* row = surface.row(y);
-        for (int x = 0; x < surface.width(); ++x) {
-            if (surface.bytesPerPixel() == 4) {
-                uint32_t word;
-                std::memcpy(&word, row + 4 * x, 4);
-                words.push_back(word);
-            } else {
-                uint16_t word;
-                std::memcpy(&word, row + 2 * x, 2);
-                words.push_back(word);
-            }
-        }
-    }
+    for (int y = 0; y < surface.height(); ++y)
+        for (int x = 0; x < surface.width(); ++x) words.push_back(surface.pixel(x, y));
     return words;
 }
 
@@ -141,8 +124,8 @@ public:
         const Cards& cards = cards_[Slot(format)];
         fxhost::HostSurface source(kWidth, kHeight, format);
         fxhost::HostSurface target(kWidth, kHeight, format);
-        CopyPixels(cards.first, source);
-        CopyPixels(cards.sentinel, target);
+        source.copyPixelsFrom(cards.first);
+        target.copyPixelsFrom(cards.sentinel);
         if (clock_) {
             const Values zero{};
             api_.RenderEffect(clock_, zero.data(), clockSurface_.get(), 0);
@@ -153,7 +136,7 @@ public:
         result.created = effect != nullptr;
         if (!effect) return result;
         for (const Step& step : steps) {
-            CopyPixels(step.second ? cards.second : cards.first, source);
+            source.copyPixelsFrom(step.second ? cards.second : cards.first);
             api_.RenderEffect(effect, step.values.data(), source.get(), step.time);
             result.frames.push_back(Words(target));
         }

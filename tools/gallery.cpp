@@ -118,20 +118,6 @@ std::string Slug(const EffectFacts& f) {
     return slug;
 }
 
-// The frame moved offset pixels to the left, what leaves one side coming back
-// on the other.
-fxhost::Frame Scrolled(const fxhost::Frame& frame, int64_t offset) {
-    fxhost::Frame out = frame;
-    const int64_t width = frame.width;
-    if (width == 0) return out;
-    const auto shift = static_cast<size_t>(((offset % width) + width) % width);
-    for (int y = 0; y < frame.height; ++y) {
-        uint32_t* row = out.pixels.data() + static_cast<size_t>(width) * static_cast<size_t>(y);
-        std::rotate(row, row + shift, row + width);
-    }
-    return out;
-}
-
 // Effects read the module's last frame time when they are made (the cube's
 // fly-in, the old films' clock): a small instance rendered at 0 first makes
 // every run start as in a fresh process.
@@ -153,11 +139,16 @@ void RenderRun(const fxhost::EffectModule& module, const std::string& name, cons
     ChainLink link{name, {}, false};
     link.params.base = params;
     RenderChain chain(module, {link}, in.width, in.height, kFormatXrgb);
-    fxhost::Frame out;
+    fxhost::Frame out, scrolled;
     for (int i = 0; i < frames; ++i) {
         const uint32_t time = static_cast<uint32_t>(i) * stepMs;
-        if (scrollPx != 0 && i > 0) chain.render(Scrolled(in, int64_t(i) * scrollPx), out, i, frames, time);
-        else chain.render(in, out, i, frames, time);
+        if (scrollPx != 0 && i > 0) {
+            scrolled = in;
+            fxhost::ScrollFrame(scrolled, int64_t(i) * scrollPx);
+            chain.render(scrolled, out, i, frames, time);
+        } else {
+            chain.render(in, out, i, frames, time);
+        }
         take(out);
     }
 }

@@ -1,7 +1,6 @@
 #include "tools/render_chain.h"
 
 #include <cstdio>
-#include <cstring>
 
 #include "host/console_capture.h"
 #include "host/host_error.h"
@@ -20,15 +19,6 @@ struct RenderChain::Stage {
         if (effect) api.DestroyEffect(effect);
     }
 };
-
-namespace {
-
-void CopyPixels(const fxhost::HostSurface& from, fxhost::HostSurface& to) {
-    const size_t bytes = static_cast<size_t>(from.width()) * static_cast<size_t>(from.bytesPerPixel());
-    for (int y = 0; y < from.height(); ++y) std::memcpy(to.row(y), from.row(y), bytes);
-}
-
-}  // namespace
 
 RenderChain::RenderChain(const fxhost::EffectModule& module, std::vector<ChainLink> links, int width, int height,
                          int32_t format, bool inPlace, bool verbose)
@@ -70,7 +60,7 @@ void RenderChain::render(const fxhost::Frame& in, fxhost::Frame& out, int64_t in
     for (const auto& stage : stages_) {
         // A destination starts as a copy of its source, and stays one for an
         // effect that draws nothing at this depth.
-        if (!inPlace_ && (first_ || stage->link.passThrough)) CopyPixels(*stage->source, *stage->result);
+        if (!inPlace_ && (first_ || stage->link.passThrough)) stage->result->copyPixelsFrom(*stage->source);
         const std::array<int32_t, 4> params = stage->link.params.at(index, total, time);
         stage->api.RenderEffect(stage->effect, params.data(), stage->source->get(), time);
     }

@@ -74,18 +74,6 @@ void WritePngFrame(const std::string& file, const fxhost::Frame& frame, bool qui
     if (!quiet) std::printf("wrote %s\n", file.c_str());
 }
 
-// The frame moved offset pixels to the left, what leaves on one side coming
-// back on the other.
-void Scroll(fxhost::Frame& frame, int64_t offset) {
-    const int64_t width = frame.width;
-    if (width == 0) return;
-    const auto shift = static_cast<size_t>(((offset % width) + width) % width);
-    for (int y = 0; y < frame.height; ++y) {
-        uint32_t* row = frame.pixels.data() + static_cast<size_t>(width) * static_cast<size_t>(y);
-        std::rotate(row, row + shift, row + width);
-    }
-}
-
 // Where frames come from: one picture repeated, or a reader.
 struct Source {
     fxhost::Frame still;
@@ -279,7 +267,7 @@ int Render(const fxhost::EffectModule& module, const CommandLine& line) {
             time = FrameTime(options.time, static_cast<int>(frames), options.fps);
             if (options.scroll != 0 && frames > 0) in = source.still;
         }
-        if (options.scroll != 0) Scroll(in, static_cast<int64_t>(options.scroll) * frames);
+        if (options.scroll != 0) fxhost::ScrollFrame(in, static_cast<int64_t>(options.scroll) * frames);
         if (!chain)
             chain = std::make_unique<RenderChain>(module, links, in.width, in.height, options.format, options.inPlace,
                                                   line.verbose);
