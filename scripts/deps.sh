@@ -3,10 +3,11 @@
 # Usage: scripts/deps.sh build|test|gallery|bench|fuzz|valgrind
 set -euo pipefail
 
-packages=(cmake make g++ libpng-dev zlib1g-dev libgtest-dev)
+packages=(cmake make g++ libpng-dev zlib1g-dev libgtest-dev frei0r-plugins-dev)
 case "${1:-build}" in
-  # The video tests run ffmpeg; the gallery's check opens it in Chromium.
-  test) packages+=(ffmpeg chromium python3) ;;
+  # The video tests run ffmpeg; the gallery's check opens it in Chromium; the
+  # frei0r plugins are checked inside ffmpeg and melt, beside frei0r's own.
+  test) packages+=(ffmpeg chromium python3 melt frei0r-plugins) ;;
   gallery) packages+=(ffmpeg) ;;
   bench) packages+=(libbenchmark-dev frei0r-plugins) ;;
   fuzz) packages+=(clang libclang-rt-dev llvm) ;;
