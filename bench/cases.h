@@ -71,5 +71,8 @@ struct PeerNote {
 // found. The filters go into loaded and must outlive the run; the ones
 // missing are described in notes.
 void RegisterPeerCases(std::vector<std::unique_ptr<Frei0rFilter>>& loaded, std::vector<PeerNote>& notes);
+// This build's frei0r plugins over the same frames as the peers, with their
+// defaults: what a frei0r host pays for an effect, the bridge included.
+void RegisterBridgeCases(std::vector<std::unique_ptr<Frei0rFilter>>& loaded, std::vector<PeerNote>& notes);
 
 }  // namespace bench

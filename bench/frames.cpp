@@ -45,5 +45,6 @@ std::string SweepCaseName(const std::string& effect, int32_t format, const std::
 std::string MemcpyCaseName(int bytesPerPixel) { return "memcpy/" + std::to_string(bytesPerPixel * 8); }
 
 std::string PeerCaseName(const std::string& plugin) { return "frei0r/" + plugin; }
+std::string BridgeCaseName(const std::string& plugin) { return "bridge/" + plugin; }
 
 }  // namespace bench

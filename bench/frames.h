@@ -34,5 +34,7 @@ std::string SweepName(const std::string& effect, int32_t format);
 std::string SweepCaseName(const std::string& effect, int32_t format, const std::string& label, int32_t value);
 std::string MemcpyCaseName(int bytesPerPixel);  // memcpy/32, memcpy/16
 std::string PeerCaseName(const std::string& plugin);
+// "bridge/<plugin>": one of this build's frei0r plugins.
+std::string BridgeCaseName(const std::string& plugin);
 
 }  // namespace bench

@@ -41,6 +41,7 @@ int main(int argc, char** argv) {
     std::vector<std::unique_ptr<Frei0rFilter>> peerFilters;
     std::vector<PeerNote> peerNotes;
     RegisterPeerCases(peerFilters, peerNotes);
+    RegisterBridgeCases(peerFilters, peerNotes);
 
     CollectingReporter reporter(line);
     benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -2,6 +2,7 @@
 // f0r_update an iteration, with time moving on 40 ms a frame.
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
 #include <stdexcept>
 
 #include "bench/case_state.h"
@@ -58,6 +59,35 @@ void RunPeer(benchmark::State& state, const Frei0rFilter& filter, const PeerFilt
 }
 
 }  // namespace
+
+#ifdef EFFECTS_FREI0R_PLUGIN_DIR
+void RegisterBridgeCases(std::vector<std::unique_ptr<Frei0rFilter>>& loaded, std::vector<PeerNote>& notes) {
+    // This build's plugins come first on the frei0r path.
+    const char* path = std::getenv("FREI0R_PATH");
+    const std::string ours = std::string(EFFECTS_FREI0R_PLUGIN_DIR) + (path && *path ? std::string(":") + path : "");
+    setenv("FREI0R_PATH", ours.c_str(), 1);
+    static const std::vector<PeerFilter> kBridged = {
+        {"fx_posterize", {}},        {"fx_posterize_hue", {}},       {"fx_posterize_smooth", {}},
+        {"fx_rgb_cycling_fast", {}}, {"fx_brightness_contrast", {}}, {"fx_motion_blur", {}},
+        {"fx_square_kaleido", {}},   {"fx_cube3d", {}}};
+    for (const PeerFilter& bridged : kBridged) {
+        std::string why;
+        auto filter = Frei0rFilter::Load(bridged.plugin, why);
+        if (!filter) {
+            notes.push_back({bridged.plugin, why});
+            continue;
+        }
+        const std::string caseName = BridgeCaseName(bridged.plugin);
+        const Frei0rFilter* f = filter.get();
+        benchmark::RegisterBenchmark(caseName.c_str(), [f, &bridged, caseName](benchmark::State& state) {
+            RunPeer(state, *f, bridged, caseName);
+        })->Unit(benchmark::kMillisecond);
+        loaded.push_back(std::move(filter));
+    }
+}
+#else
+void RegisterBridgeCases(std::vector<std::unique_ptr<Frei0rFilter>>&, std::vector<PeerNote>&) {}
+#endif
 
 void RegisterPeerCases(std::vector<std::unique_ptr<Frei0rFilter>>& loaded, std::vector<PeerNote>& notes) {
     static_assert(kFrameWidth % 8 == 0 && kFrameHeight % 8 == 0, "frei0r wants multiples of 8");
