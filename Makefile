@@ -3,7 +3,7 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 \
 	UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 
-.PHONY: all build demo test bench gallery fuzz valgrind clean
+.PHONY: all build demo test bench gallery fuzz valgrind install package clean
 
 all: build
 
@@ -48,6 +48,18 @@ fuzz:
 valgrind: build
 	scripts/deps.sh valgrind
 	scripts/valgrind.sh
+
+# The module, fxhost, the header, effects.pc and the frei0r plugins under
+# PREFIX (lib/frei0r-1 for the plugins).
+PREFIX ?= /usr/local
+install: build
+	cmake --install build --prefix $(PREFIX)
+
+# The Debian package, for /usr, in build/packages.
+package: build
+	scripts/deps.sh package
+	cd build && cpack -G DEB
+	@ls -1 build/packages/*.deb
 
 clean:
 	rm -rf build build-asan build-fuzz out gallery

@@ -64,13 +64,22 @@ std::string Hex(uint64_t v) {
 
 void SetLogSink(LogSink sink) { Sink() = std::move(sink); }
 
+#ifndef EFFECTS_INSTALL_LIBDIR
+#define EFFECTS_INSTALL_LIBDIR "lib"
+#endif
+
 std::string DefaultModulePath() {
     if (const char* env = std::getenv("FXHOST_MODULE"); env && *env) return env;
     std::error_code error;
     const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
     if (!error) {
-        const auto beside = self.parent_path() / "libeffects.so";
-        if (std::filesystem::exists(beside, error)) return beside.string();
+        // Beside the program in a build; in an installed tree, bin/'s
+        // sibling library directory.
+        const auto dir = self.parent_path();
+        const std::filesystem::path candidates[] = {dir / "libeffects.so",
+                                                     dir.parent_path() / EFFECTS_INSTALL_LIBDIR / "libeffects.so"};
+        for (const auto& candidate : candidates)
+            if (std::filesystem::exists(candidate, error)) return candidate.lexically_normal().string();
     }
     return EFFECTS_MODULE_FILE;
 }

@@ -19,7 +19,8 @@ using LogSink = std::function<void(const std::string& text)>;
 void SetLogSink(LogSink sink);
 
 // The module file: $FXHOST_MODULE, else libeffects.so beside the running
-// program, else the one this build made.
+// program or in the library directory of the tree it is installed in, else
+// the one this build made.
 std::string DefaultModulePath();
 
 struct ModuleOptions {

@@ -6,12 +6,15 @@ set -euo pipefail
 packages=(cmake make g++ libpng-dev zlib1g-dev libgtest-dev frei0r-plugins-dev)
 case "${1:-build}" in
   # The video tests run ffmpeg; the gallery's check opens it in Chromium; the
-  # frei0r plugins are checked inside ffmpeg and melt, beside frei0r's own.
-  test) packages+=(ffmpeg chromium python3 melt frei0r-plugins) ;;
+  # frei0r plugins are checked inside ffmpeg and melt, beside frei0r's own;
+  # the install test builds the C example with pkg-config, and the package's
+  # dependencies come from dpkg-shlibdeps, which needs file.
+  test) packages+=(ffmpeg chromium python3 melt frei0r-plugins pkg-config dpkg-dev file) ;;
   gallery) packages+=(ffmpeg) ;;
   bench) packages+=(libbenchmark-dev frei0r-plugins) ;;
   fuzz) packages+=(clang libclang-rt-dev llvm) ;;
   valgrind) packages+=(valgrind) ;;
+  package) packages+=(dpkg-dev file) ;;
 esac
 
 missing=()

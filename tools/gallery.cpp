@@ -326,6 +326,10 @@ fs::path ExecutableDir() {
 
 }  // namespace
 
+#ifndef EFFECTS_INSTALL_DATADIR
+#define EFFECTS_INSTALL_DATADIR "share"
+#endif
+
 std::string GalleryPhotoPath() {
     std::vector<std::string> tried;
 #ifdef FXHOST_GALLERY_PHOTO
@@ -335,6 +339,13 @@ std::string GalleryPhotoPath() {
         tried.push_back(FXHOST_GALLERY_PHOTO);
     }
 #endif
+    // An installed fxhost: the photograph in the data directory of its prefix.
+    if (const fs::path bin = ExecutableDir(); !bin.empty()) {
+        const fs::path installed = bin.parent_path() / EFFECTS_INSTALL_DATADIR / "effects" / kPhotoName;
+        std::error_code error;
+        if (fs::is_regular_file(installed, error)) return installed.lexically_normal().string();
+        tried.push_back(installed.lexically_normal().string());
+    }
     // A build directory sits in the source tree, one or two levels down.
     fs::path dir = ExecutableDir();
     for (int up = 0; up < 3 && !dir.empty(); ++up, dir = dir.parent_path()) {
