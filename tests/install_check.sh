@@ -52,10 +52,7 @@ gradient 64 48 >"$tmp/gradient.raw"
 # Moved to a prefix of its own, fxhost loads the module of that prefix: the
 # only other candidate is the build tree's, compiled in.
 cp -a "$prefix" "$tmp/moved"
-env -u FXHOST_MODULE LD_DEBUG=files "$tmp/moved/bin/fxhost" list --names >"$tmp/names.txt" 2>"$tmp/ld.log"
-grep -q "file=$tmp/moved/$libdir/libeffects.so .*dynamically loaded by $tmp/moved/bin/fxhost" "$tmp/ld.log" ||
-    fail "the moved fxhost did not load its own prefix's module"
-[ "$(wc -l <"$tmp/names.txt")" = 36 ] || fail "the moved fxhost listed $(wc -l <"$tmp/names.txt") names"
+fxhost_uses_own_module "$tmp/moved" "$libdir" "$tmp"
 
 # A plugin of the moved prefix in ffmpeg: it loads that prefix's bridge and
 # module, and draws what fxhost draws.

@@ -12,6 +12,15 @@ expect_line() {
     [ "$got" = "$2" ] || fail "line $1 of $(basename "$3"): expected '$2', got '$got'"
 }
 
+# fxhost_uses_own_module ROOT LIBDIR TMP: ROOT/bin/fxhost, with no
+# FXHOST_MODULE, loads ROOT/LIBDIR/libeffects.so and lists every name.
+fxhost_uses_own_module() {
+    env -u FXHOST_MODULE LD_DEBUG=files "$1/bin/fxhost" list --names >"$3/names.txt" 2>"$3/ld.log"
+    grep -q "file=$1/$2/libeffects.so .*dynamically loaded by $1/bin/fxhost" "$3/ld.log" ||
+        fail "$1/bin/fxhost did not load its own tree's module"
+    [ "$(wc -l <"$3/names.txt")" = 36 ] || fail "$1/bin/fxhost listed $(wc -l <"$3/names.txt") names"
+}
+
 # gradient W H: the example host's source frame as raw BGRA.
 gradient() {
     python3 - "$1" "$2" <<'EOF'

@@ -4,7 +4,8 @@ enable_language(C)
 set(public_layout_cxx ${CMAKE_CURRENT_BINARY_DIR}/public_header_layout_cxx.cpp)
 configure_file(${CMAKE_CURRENT_SOURCE_DIR}/public_header_layout.c ${public_layout_cxx} COPYONLY)
 effects_suite(public_header_test public_header_test.cpp public_header_layout.c ${public_layout_cxx})
-target_include_directories(public_header_test PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+target_include_directories(public_header_test PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include
+  ${CMAKE_CURRENT_SOURCE_DIR})
 set_target_properties(public_header_test PROPERTIES C_STANDARD 99 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF)
 set_source_files_properties(public_header_layout.c ${public_layout_cxx}
   PROPERTIES COMPILE_OPTIONS "-Wpedantic;-Werror")

@@ -44,10 +44,7 @@ dpkg -x "$deb" "$root"
 export PKG_CONFIG_PATH=$root/usr/$libdir/pkgconfig
 [ "$(realpath "$(pkg-config --variable=module effects)")" = "$root/usr/$libdir/libeffects.so" ] ||
     fail "pkg-config's module is not the package's"
-env -u FXHOST_MODULE LD_DEBUG=files "$root/usr/bin/fxhost" list --names >"$tmp/names.txt" 2>"$tmp/ld.log"
-grep -q "file=$root/usr/$libdir/libeffects.so .*dynamically loaded by $root/usr/bin/fxhost" "$tmp/ld.log" ||
-    fail "the package's fxhost did not load the package's module"
-[ "$(wc -l <"$tmp/names.txt")" = 36 ] || fail "the package's fxhost listed $(wc -l <"$tmp/names.txt") names"
+fxhost_uses_own_module "$root/usr" "$libdir" "$tmp"
 
 frei0r_against_fxhost "$root/usr/lib/frei0r-1" "$root/usr/bin/fxhost" "$root/usr/$libdir" "$tmp"
 echo "package_check: ok"
