@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "host/environment.h"
 #include "host/module_loader.h"
 
 namespace {
@@ -61,10 +62,10 @@ Modules& Loaded() {
         fxhost::SetLogSink([](const std::string&) {});
         Modules m;
         for (const char* cap : {"avx512", "avx2", "sse2", "scalar"}) {
-            setenv("EFFECTS_SIMD", cap, 1);
+            fxhost::SetEnvironment("EFFECTS_SIMD", cap);
             m.copies.push_back(fxhost::LoadModuleCopy());
         }
-        unsetenv("EFFECTS_SIMD");
+        fxhost::UnsetEnvironment("EFFECTS_SIMD");
         m.names = fxhost::EffectNames(*m.copies[0]);
         return m;
     }();

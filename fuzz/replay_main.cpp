@@ -31,7 +31,7 @@ int main(int argc, char** argv) {
     std::sort(files.begin(), files.end());
     LLVMFuzzerInitialize(&argc, &argv);
     for (const fs::path& file : files) {
-        std::fprintf(stderr, "%s\n", file.c_str());  // the input a failure comes from
+        std::fprintf(stderr, "%s\n", file.string().c_str());  // the input a failure comes from
         std::ifstream in(file, std::ios::binary);
         const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in), {}};
         LLVMFuzzerTestOneInput(bytes.data(), bytes.size());

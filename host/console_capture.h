@@ -1,7 +1,8 @@
 // What the module prints on standard output, caught around a call. The
 // module prints with the C library's printf into the process's own standard
 // output; while a capture lives, descriptor 1 leads to an anonymous file in
-// memory, and the text is read back when the capture ends.
+// memory (a temporary file on Windows), and the text is read back when the
+// capture ends.
 #pragma once
 
 #include <string>

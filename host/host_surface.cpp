@@ -7,7 +7,11 @@
 #include <string>
 #include <utility>
 
+#ifdef _WIN32
+#include <malloc.h>
+#else
 #include <sys/mman.h>
+#endif
 
 #include "host/host_error.h"
 #include "host/pixel_convert.h"
@@ -25,12 +29,36 @@ std::string SizeText(int width, int height) {
     return std::to_string(width) + "x" + std::to_string(height);
 }
 
+// A zero-filled block of size bytes (a multiple of align) starting on an
+// align boundary, or nullptr; freed by FreeBlock.
+uint8_t* AllocateBlock(size_t align, size_t size) {
+#ifdef _WIN32
+    auto* block = static_cast<uint8_t*>(_aligned_malloc(size, align));
+#else
+    auto* block = static_cast<uint8_t*>(std::aligned_alloc(align, size));
+#ifdef MADV_HUGEPAGE
+    if (block && align == kHugePage) ::madvise(block, size, MADV_HUGEPAGE);
+#endif
+#endif
+    if (block) std::memset(block, 0, size);
+    return block;
+}
+
 }  // namespace
 
+void HostSurface::FreeBlock::operator()(uint8_t* block) const {
+#ifdef _WIN32
+    _aligned_free(block);
+#else
+    std::free(block);
+#endif
+}
+
 // Pixel storage is zero-filled and starts on a 64-byte boundary. Pictures of
-// 2 MB or more start on a 2 MB boundary and ask for huge pages: effects and
-// blits that walk down a column of cells touch a new 4 KB page on every row,
-// and with small pages the address translations cost more than the copying.
+// 2 MB or more start on a 2 MB boundary and, on Linux, ask for huge pages:
+// effects and blits that walk down a column of cells touch a new 4 KB page on
+// every row, and with small pages the address translations cost more than the
+// copying.
 // An empty surface (width or height 0) still gets a non-null pointer to a
 // small zeroed block, so code handed the record needs no null check; it
 // simply has no pixels to touch.
@@ -62,12 +90,8 @@ HostSurface::HostSurface(int width, int height, int32_t format, int rowBytes) {
     }
     const size_t align = bytes >= kHugePage ? kHugePage : kAlign;
     const size_t size = (static_cast<size_t>(bytes) + align) / align * align;
-    storage_.reset(static_cast<uint8_t*>(std::aligned_alloc(align, size)));
+    storage_.reset(AllocateBlock(align, size));
     if (!storage_) throw HostError("out of memory for a surface of " + SizeText(width, height));
-#ifdef MADV_HUGEPAGE
-    if (align == kHugePage) ::madvise(storage_.get(), size, MADV_HUGEPAGE);
-#endif
-    std::memset(storage_.get(), 0, size);
 
     record_.pixels = storage_.get();
     record_.depth = bpp * 8;

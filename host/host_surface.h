@@ -50,7 +50,7 @@ private:
     uint8_t* at(int x, int y) const;
 
     struct FreeBlock {
-        void operator()(uint8_t* block) const { std::free(block); }
+        void operator()(uint8_t* block) const;
     };
     Surface record_{};
     std::unique_ptr<uint8_t, FreeBlock> storage_;

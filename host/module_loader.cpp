@@ -1,8 +1,5 @@
 #include "host/module_loader.h"
 
-#include <dlfcn.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +7,7 @@
 
 #include "host/blit_service.h"
 #include "host/host_error.h"
+#include "host/shared_library.h"
 
 namespace fxhost {
 
@@ -70,14 +68,14 @@ void SetLogSink(LogSink sink) { Sink() = std::move(sink); }
 
 std::string DefaultModulePath() {
     if (const char* env = std::getenv("FXHOST_MODULE"); env && *env) return env;
-    std::error_code error;
-    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (!error) {
+    const std::string self = RunningProgramPath();
+    if (!self.empty()) {
         // Beside the program in a build; in an installed tree, bin/'s
         // sibling library directory.
-        const auto dir = self.parent_path();
-        const std::filesystem::path candidates[] = {dir / "libeffects.so",
-                                                     dir.parent_path() / EFFECTS_INSTALL_LIBDIR / "libeffects.so"};
+        std::error_code error;
+        const auto dir = std::filesystem::path(self).parent_path();
+        const std::filesystem::path candidates[] = {dir / kModuleFileName,
+                                                     dir.parent_path() / EFFECTS_INSTALL_LIBDIR / kModuleFileName};
         for (const auto& candidate : candidates)
             if (std::filesystem::exists(candidate, error)) return candidate.lexically_normal().string();
     }
@@ -85,7 +83,7 @@ std::string DefaultModulePath() {
 }
 
 EffectModule::EffectModule(const std::string& path, ModuleOptions options)
-    : path_(path), session_(std::make_unique<Session>()) {
+    : path_(path), removeFile_(options.removeFileWhenUnloaded), session_(std::make_unique<Session>()) {
     static_assert(offsetof(Session, context) == 0);
     session_->table.version = options.hostVersion;
     session_->table.HostGetFunction = &HostGetFunction;
@@ -94,11 +92,14 @@ EffectModule::EffectModule(const std::string& path, ModuleOptions options)
 
     // The module keeps process-wide tables and surfaces that nobody releases,
     // so its code stays mapped until the process ends.
-    library_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-    if (!library_) throw HostError("cannot load module " + path + ": " + dlerror());
-    pluginMain_ = reinterpret_cast<PluginMainFn>(dlsym(library_, "plugin_main"));
+    // On Windows a loaded library's file cannot be removed, so a copy made
+    // for one module is unloaded with it (see LoadModuleCopy).
+    std::string why;
+    library_ = OpenLibrary(path, !options.removeFileWhenUnloaded, why);
+    if (!library_) throw HostError("cannot load module " + path + ": " + why);
+    pluginMain_ = reinterpret_cast<PluginMainFn>(FindFunction(library_, "plugin_main"));
     if (!pluginMain_) {
-        dlclose(library_);
+        CloseLibrary(library_);
         throw HostError(path + " is not an effects module: it has no plugin_main");
     }
     if (!options.open) {
@@ -106,7 +107,7 @@ EffectModule::EffectModule(const std::string& path, ModuleOptions options)
         return;
     }
     auto fail = [&](const std::string& what) {
-        dlclose(library_);
+        CloseLibrary(library_);
         throw HostError(path + " is not an effects module: " + what);
     };
     if (uint64_t kind = call(kPluginKind); kind != kCodeServ)
@@ -122,7 +123,11 @@ EffectModule::EffectModule(const std::string& path, ModuleOptions options)
 
 EffectModule::~EffectModule() {
     call(kPluginClose);
-    dlclose(library_);
+    CloseLibrary(library_);
+    if (removeFile_) {
+        std::error_code ignored;
+        std::filesystem::remove(path_, ignored);
+    }
 }
 
 uint64_t EffectModule::call(uint32_t code) {
@@ -142,7 +147,8 @@ std::unique_ptr<EffectModule> LoadModuleCopy(ModuleOptions options, const std::s
     fs::path copy;
     try {
         copy = fs::temp_directory_path() /
-               ("fxhost-module-" + std::to_string(getpid()) + "-" + std::to_string(counter++) + ".so");
+               ("fxhost-module-" + std::to_string(ProcessId()) + "-" + std::to_string(counter++) + "-" +
+                kModuleFileName);
         fs::copy_file(original, copy, fs::copy_options::overwrite_existing);
     } catch (const fs::filesystem_error& error) {
         throw HostError("cannot copy module " + original + ": " + error.what());
@@ -154,6 +160,11 @@ std::unique_ptr<EffectModule> LoadModuleCopy(ModuleOptions options, const std::s
             fs::remove(path, ignored);
         }
     } removeCopy{copy};
+#ifdef _WIN32
+    // A loaded library's file stays until the library is unloaded: the
+    // module removes its copy then.
+    options.removeFileWhenUnloaded = true;
+#endif
     return std::make_unique<EffectModule>(copy.string(), options);
 }
 

@@ -27,6 +27,9 @@ struct ModuleOptions {
     int32_t hostVersion = 0x20000;  // version word of the HostTable
     bool blitAvailable = true;      // whether HostFindService answers 'BLIT'
     bool open = true;               // run the handshake (5, 7, 8, 10) at load
+    // Unload the library with the module and remove its file (instead of
+    // keeping its code mapped until the process ends).
+    bool removeFileWhenUnloaded = false;
 };
 
 class EffectModule {
@@ -54,6 +57,7 @@ public:
 
 private:
     std::string path_;
+    bool removeFile_ = false;
     void* library_ = nullptr;
     PluginMainFn pluginMain_ = nullptr;
     std::unique_ptr<Session> session_;

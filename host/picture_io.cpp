@@ -3,7 +3,16 @@
 #include <fcntl.h>
 #include <png.h>
 #include <sys/stat.h>
+#ifdef _WIN32
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+
+#include <io.h>
+#else
 #include <unistd.h>
+#endif
 
 #include <cerrno>
 #include <climits>
@@ -47,6 +56,14 @@ void OnPngWrite(png_structp png, png_bytep data, size_t length) {
 }
 
 void OnPngFlush(png_structp) {}
+
+void CloseFd(int fd) {
+#ifdef _WIN32
+    ::_close(fd);
+#else
+    ::close(fd);
+#endif
+}
 
 class ReadGuard {
 public:
@@ -187,10 +204,14 @@ std::string Encode(FILE* file, const Image& image) {
 
 // Encodes into fd, then closes it; returns what went wrong, or "".
 std::string EncodeAndClose(int fd, const Image& image) {
+#ifdef _WIN32
+    FILE* file = ::_fdopen(fd, "wb");
+#else
     FILE* file = ::fdopen(fd, "wb");
+#endif
     if (!file) {
         const int error = errno;
-        ::close(fd);
+        CloseFd(fd);
         return std::strerror(error);
     }
     std::string failure = Encode(file, image);
@@ -199,6 +220,51 @@ std::string EncodeAndClose(int fd, const Image& image) {
 }
 
 // ---- Where a write goes ----
+
+// Where the directory part of path ends: its last separator, or npos.
+size_t LastSeparator(const std::string& path) {
+#ifdef _WIN32
+    return path.find_last_of("/\\");
+#else
+    return path.rfind('/');
+#endif
+}
+
+// The directory that path names a file in.
+std::string DirectoryOf(const std::string& path) {
+    const size_t slash = LastSeparator(path);
+#ifdef _WIN32
+    // C:name is in the current directory of drive C, C:\name in its root.
+    const bool drive = path.size() >= 2 && path[1] == ':';
+    if (slash == std::string::npos) return drive ? path.substr(0, 2) + "." : ".";
+    if (slash == 0 || (drive && slash == 2)) return path.substr(0, slash + 1);
+#else
+    if (slash == std::string::npos) return ".";
+    if (slash == 0) return "/";
+#endif
+    return path.substr(0, slash);
+}
+
+#ifdef _WIN32
+
+// Windows paths are written to as named; links are not followed.
+bool FollowLinks(std::string&) { return true; }
+
+bool IsSeparator(char c) { return c == '\\' || c == '/'; }
+
+// Whether path names a device rather than a file: a reserved name such as
+// "NUL", "CON" or "COM1" (which stat does not find), or a name in the
+// "\\.\" namespace such as a named pipe. The system's own path resolution
+// says which, as it is what opening the path goes through.
+bool IsDevice(const std::string& path) {
+    char full[MAX_PATH];
+    const DWORD length = GetFullPathNameA(path.c_str(), sizeof full, full, nullptr);
+    const std::string name = length > 0 && length < sizeof full ? std::string(full, length) : path;
+    return name.size() > 4 && IsSeparator(name[0]) && IsSeparator(name[1]) && name[2] == '.' &&
+           IsSeparator(name[3]);
+}
+
+#else
 
 // Follows symbolic links from path to the name they finally lead to, which
 // need not exist yet. False with errno set on a loop or an unreadable link.
@@ -223,6 +289,8 @@ bool FollowLinks(std::string& path) {
     return false;
 }
 
+#endif
+
 struct Target {
     OutputKind kind = OutputKind::kFile;
     std::string path;   // the file to replace, links followed
@@ -233,6 +301,12 @@ struct Target {
 Target Resolve(const std::string& path) {
     const auto fail = [&](const std::string& why) { return HostError(Fault("write", path, why)); };
     Target target{OutputKind::kFile, path, false, 0};
+#ifdef _WIN32
+    if (IsDevice(path)) {
+        target.kind = OutputKind::kStream;
+        return target;
+    }
+#endif
     struct stat st;
     if (::stat(path.c_str(), &st) == 0) {
         if (S_ISCHR(st.st_mode) || S_ISFIFO(st.st_mode)) {
@@ -241,10 +315,15 @@ Target Resolve(const std::string& path) {
         }
         if (S_ISDIR(st.st_mode)) throw fail(std::strerror(EISDIR));
         if (!S_ISREG(st.st_mode)) throw fail("not a regular file, character device or FIFO");
+#ifdef _WIN32
+        if ((st.st_mode & _S_IWRITE) == 0) throw fail("the file is read-only");
+        if (::_access(path.c_str(), 2) != 0) throw fail(std::strerror(errno));
+#else
         // Root may write anything; a file without write permission is still
         // taken as one its owner does not want replaced.
         if ((st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) throw fail("the file is read-only");
         if (::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) throw fail(std::strerror(errno));
+#endif
         target.exists = true;
         target.mode = st.st_mode & 0777;
     } else if (errno != ENOENT) {
@@ -307,13 +386,15 @@ Image ReadPng(const std::string& path) {
 OutputKind CheckOutput(const std::string& path) {
     const Target target = Resolve(path);
     if (target.kind == OutputKind::kFile) {
-        const size_t slash = target.path.rfind('/');
-        const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : target.path.substr(0, slash);
+        const std::string dir = DirectoryOf(target.path);
         struct stat st;
         int error = 0;
         if (::stat(dir.c_str(), &st) != 0) error = errno;
         else if (!S_ISDIR(st.st_mode)) error = ENOTDIR;
+#ifndef _WIN32
+        // Windows keeps no write permission on directories that access() sees.
         else if (::faccessat(AT_FDCWD, dir.c_str(), W_OK | X_OK, AT_EACCESS) != 0) error = errno;
+#endif
         if (error) throw HostError(Fault("write", path, std::strerror(error)));
     }
     return target.kind;
@@ -325,7 +406,11 @@ void WritePng(const std::string& path, const Image& image) {
     CheckImage(path, image);
     const Target target = Resolve(path);
     if (target.kind == OutputKind::kStream) {
+#ifdef _WIN32
+        const int fd = ::_open(path.c_str(), _O_WRONLY | _O_BINARY | _O_NOINHERIT);
+#else
         const int fd = ::open(path.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+#endif
         if (fd < 0) throw HostError(Fault("write", path, std::strerror(errno)));
         const std::string failure = EncodeAndClose(fd, image);
         if (!failure.empty()) throw HostError(Fault("write", path, failure));
@@ -335,12 +420,18 @@ void WritePng(const std::string& path, const Image& image) {
     const int fd = CreateTemporaryFile(target.path, "", tempPath);
     if (fd < 0) throw HostError(Fault("write", path, std::strerror(errno)));
     std::string failure;
+#ifdef _WIN32
+    // The one permission Windows keeps, read-only, is refused above; a new
+    // file is writable, as the one it replaces was.
+    failure = EncodeAndClose(fd, image);
+#else
     if (target.exists && ::fchmod(fd, target.mode) != 0) {
         failure = std::strerror(errno);
         ::close(fd);
     } else {
         failure = EncodeAndClose(fd, image);
     }
+#endif
     if (!failure.empty()) DiscardTemporary(tempPath);
     else if (CommitTemporary(tempPath, target.path) != 0) failure = std::strerror(errno);
     if (!failure.empty()) throw HostError(Fault("write", path, failure));
@@ -348,8 +439,16 @@ void WritePng(const std::string& path, const Image& image) {
 
 void WritePngTo(int fd, const std::string& name, const Image& image) {
     CheckImage(name, image);
+#ifdef _WIN32
+    const int copy = ::_dup(fd);
+    if (copy < 0) throw HostError(Fault("write", name, std::strerror(errno)));
+    // A descriptor in text mode would turn each 0x0A byte into 0x0D 0x0A; the
+    // copy has a mode of its own, set here.
+    ::_setmode(copy, _O_BINARY);
+#else
     const int copy = ::fcntl(fd, F_DUPFD_CLOEXEC, 0);
     if (copy < 0) throw HostError(Fault("write", name, std::strerror(errno)));
+#endif
     const std::string failure = EncodeAndClose(copy, image);
     if (!failure.empty()) throw HostError(Fault("write", name, failure));
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "host/environment.h"
 #include "host/host_surface.h"
 #include "module_fixture.h"
 
@@ -210,9 +211,9 @@ TEST(VectorCap, EveryLevelDrawsTheSamePictures) {
     };
     std::vector<std::vector<Picture>> runs;
     for (const char* cap : {"avx512", "avx2", "sse2", "scalar"}) {
-        setenv("EFFECTS_SIMD", cap, 1);
+        fxhost::SetEnvironment("EFFECTS_SIMD", cap);
         auto module = FreshModule();
-        unsetenv("EFFECTS_SIMD");
+        fxhost::UnsetEnvironment("EFFECTS_SIMD");
         const EffectApi& api = module->api();
         std::vector<Picture> pictures;
         for (const std::string& name : fxhost::EffectNames(*module)) {

@@ -11,6 +11,7 @@
 
 #include "effect_fixture.h"
 #include "render/resource_file.h"
+#include "temp_dir_test.h"
 #include "temporal/ascii_art.h"
 
 namespace {
@@ -84,11 +85,12 @@ class ResourceFile : public EffectTest {
 protected:
     void SetUp() override {
         EffectTest::SetUp();
-        std::string pattern = testing::TempDir() + "rsrcXXXXXX";
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        dir_ = pattern;
+        const std::string made = NewTempDir(testing::TempDir(), "rsrc");
+        ASSERT_FALSE(made.empty());
+        dir_ = made;
         fs::create_directories(dir_ / "mixer_rsrc" / "ASCI");
-        base_ = (dir_ / "base.bin").string();
+        // Only "/" separates in the module's paths: Windows takes it too.
+        base_ = (dir_ / "base.bin").generic_string();
         frame_.resourcePath = base_.c_str();
     }
     void TearDown() override {
@@ -97,7 +99,7 @@ protected:
         EffectTest::TearDown();
     }
     std::string FilePath(int32_t number) const {
-        return (dir_ / "mixer_rsrc" / "ASCI" / ("gfx" + std::to_string(number) + ".dat")).string();
+        return (dir_ / "mixer_rsrc" / "ASCI" / ("gfx" + std::to_string(number) + ".dat")).generic_string();
     }
     void Write(int32_t number, const std::vector<uint8_t>& bytes) const {
         std::ofstream(FilePath(number), std::ios::binary)

@@ -2,6 +2,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#ifdef _WIN32
+#include <io.h>
+#endif
 
 #include <algorithm>
 #include <array>
@@ -186,9 +189,18 @@ int Run(const std::vector<std::string>& args) {
 
 int main(int argc, char** argv) {
     g_noStandardOutput = fxhost::HoldClosedStandardDescriptors();
+#ifdef _WIN32
+    // Lines reach a console as they are printed, even after the module's
+    // output was caught through a file; frames and pictures on the standard
+    // streams are bytes, never text.
+    if (::_isatty(STDOUT_FILENO)) std::setvbuf(stdout, nullptr, _IONBF, 0);
+    ::_setmode(STDIN_FILENO, _O_BINARY);
+    ::_setmode(STDOUT_FILENO, _O_BINARY);
+#else
     // A reader that goes away makes a write fail with EPIPE, reported like
     // any other write error, instead of ending the process silently.
     std::signal(SIGPIPE, SIG_IGN);
+#endif
     fxhost::RemoveTemporaryFilesOnSignals();
     int status = Run({argv + 1, argv + argc});
     // Lines standard output could not take: a full disk, a closed descriptor.

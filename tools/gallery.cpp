@@ -215,7 +215,7 @@ public:
         }
         WriteText(dir_ / "index.html", GalleryHtml(page_));
         if (!options_.quiet)
-            std::fprintf(stderr, "gallery: wrote %s in %s s\n", (dir_ / "index.html").c_str(), Seconds(start).c_str());
+            std::fprintf(stderr, "gallery: wrote %s in %s s\n", (dir_ / "index.html").string().c_str(), Seconds(start).c_str());
     }
 
 private:

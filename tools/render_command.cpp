@@ -3,6 +3,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#ifdef _WIN32
+#include <io.h>
+#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -40,16 +43,28 @@ bool g_streamOutput = false;
 // Whether path leads to this process's standard output: /dev/stdout, or the
 // file or pipe the shell sent it to.
 bool IsStandardOutput(const std::string& path) {
+#ifdef _WIN32
+    // Windows gives files no inode numbers to compare: there standard output
+    // is named "-" only.
+    (void)path;
+    return false;
+#else
     struct stat named, out;
     return !g_noStandardOutput && ::stat(path.c_str(), &named) == 0 && ::fstat(STDOUT_FILENO, &out) == 0 &&
            named.st_dev == out.st_dev && named.st_ino == out.st_ino;
+#endif
 }
 
 // Pictures written to standard output must hold nothing else: the module
 // prints its diagnostics there, so from here on its descriptor leads to
 // standard error and the pictures go through a copy of the original.
 void KeepStandardOutputForPictures() {
+#ifdef _WIN32
+    const int saved = ::_dup(STDOUT_FILENO);
+    if (saved >= 0) ::_setmode(saved, _O_BINARY);
+#else
     const int saved = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+#endif
     if (saved < 0) throw HostError(std::string("cannot keep standard output: ") + std::strerror(errno));
     std::fflush(stdout);
     ::dup2(STDERR_FILENO, STDOUT_FILENO);
