@@ -3,7 +3,7 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 \
 	UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 
-.PHONY: all build demo test bench gallery fuzz valgrind install package clean
+.PHONY: all build demo test bench gallery fuzz valgrind install package windows test-windows clean
 
 all: build
 
@@ -18,6 +18,7 @@ demo: build
 test: build
 	scripts/deps.sh test
 	cd build && ctest --output-on-failure -j$(JOBS)
+	$(MAKE) test-windows
 	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DEFFECTS_SANITIZE=ON -DEFFECTS_BENCH=OFF
 	cmake --build build-asan -j$(JOBS)
 	cd build-asan && $(SANITIZER_ENV) ctest --output-on-failure -j$(JOBS)
@@ -61,5 +62,20 @@ package: build
 	cd build && cpack -G DEB
 	@ls -1 build/packages/*.deb
 
+# effects.dll, fxhost.exe and the test suites for 64-bit Windows, from the
+# same sources, cross-built with MinGW-w64 into build-win/; their tests run
+# under wine and compare fxhost.exe's pictures with the Linux fxhost's.
+WIN_CONFIG = -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=Release \
+	-DEFFECTS_BENCH=OFF -DEFFECTS_FREI0R=OFF -DEFFECTS_SANITIZE=OFF \
+	-DEFFECTS_LIBPNG_SOURCE=$(CURDIR)/build-win/_deps/libpng -DEFFECTS_LINUX_FXHOST=$(CURDIR)/build/fxhost
+windows: build
+	scripts/deps.sh windows
+	scripts/libpng_source.sh build-win/_deps/libpng
+	cmake -S . -B build-win $(WIN_CONFIG)
+	cmake --build build-win -j$(JOBS)
+
+test-windows: windows
+	cd build-win && ctest --output-on-failure -j$(JOBS)
+
 clean:
-	rm -rf build build-asan build-fuzz out gallery
+	rm -rf build build-asan build-fuzz build-win out gallery

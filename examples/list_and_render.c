@@ -1,14 +1,19 @@
 /*
  * list_and_render: a minimal host for the effects module, in C.
  *
- * Loads the module with dlopen, opens it through plugin_main, prints the
- * catalogue, then draws one frame of Posterize on a 64x48 gradient and prints
- * a checksum of the result.
+ * Loads the module with dlopen (LoadLibrary on Windows), opens it through
+ * plugin_main, prints the catalogue, then draws one frame of Posterize on a
+ * 64x48 gradient and prints a checksum of the result.
  *
  *   cc list_and_render.c $(pkg-config --cflags --libs effects) -o list_and_render
  *   ./list_and_render "$(pkg-config --variable=module effects)"
+ *   list_and_render.exe effects.dll
  */
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <dlfcn.h>
+#endif
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -137,16 +142,27 @@ int main(int argc, char** argv) {
     EffectHandle* effect;
     int32_t params[4];
     int32_t i, count;
+#ifdef _WIN32
+    HMODULE module;
+    FARPROC symbol;
+#else
     void* module;
     void* symbol;
+#endif
     const uint8_t* centre;
 
     if (argc != 2) return fail("usage: list_and_render MODULE (pkg-config --variable=module effects)");
+#ifdef _WIN32
+    module = LoadLibraryA(argv[1]);
+    if (!module) return fail("LoadLibrary could not load the module");
+    symbol = GetProcAddress(module, "plugin_main");
+#else
     module = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
     if (!module) return fail(dlerror());
     symbol = dlsym(module, "plugin_main");
+#endif
     if (!symbol) return fail("the module has no plugin_main");
-    memcpy(&module_main, &symbol, sizeof module_main); /* object to function pointer, as POSIX allows */
+    memcpy(&module_main, &symbol, sizeof module_main); /* to a function pointer of the right type */
 
     /* The handshake: kind, identity, open, then the entry points. */
     table.version = EFFECTS_MIN_HOST_VERSION;
@@ -186,6 +202,10 @@ int main(int argc, char** argv) {
     printf("checksum: %08x\n", (unsigned)checksum(target_pixels));
 
     call(EFFECTS_PLUGIN_CLOSE);
+#ifdef _WIN32
+    FreeLibrary(module);
+#else
     dlclose(module);
+#endif
     return 0;
 }

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a job needs, and only those that are missing.
-# Usage: scripts/deps.sh build|test|gallery|bench|fuzz|valgrind
+# Usage: scripts/deps.sh build|test|gallery|bench|fuzz|valgrind|package|windows
 set -euo pipefail
 
 packages=(cmake make g++ libpng-dev zlib1g-dev libgtest-dev frei0r-plugins-dev)
@@ -15,6 +15,9 @@ case "${1:-build}" in
   fuzz) packages+=(clang libclang-rt-dev llvm) ;;
   valgrind) packages+=(valgrind) ;;
   package) packages+=(dpkg-dev file) ;;
+  # The Windows cross-build and its tests under wine; libpng's source comes
+  # from scripts/libpng_source.sh.
+  windows) packages+=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 python3) ;;
 esac
 
 missing=()

@@ -12,7 +12,7 @@ set_source_files_properties(public_header_layout.c ${public_layout_cxx}
 
 # Installing, the example host and the Debian package run the plain build's
 # programs from outside it; the sanitizer build's cannot be loaded that way.
-if(NOT EFFECTS_SANITIZE)
+if(NOT EFFECTS_SANITIZE AND NOT WIN32)
   # cmake --install into a temporary prefix, the example built with
   # pkg-config and run, the installed fxhost and a frei0r plugin in ffmpeg.
   add_test(NAME install_and_example
