@@ -54,6 +54,9 @@ int OpenCaptureFile() {
 // Whether descriptor fd is open.
 bool IsOpen(int fd) { return ::_get_osfhandle(fd) != -1; }
 
+void CloseFd(int fd) { ::_close(fd); }
+void Dup2(int from, int to) { ::_dup2(from, to); }
+
 #else
 
 // A flush that fails may leave its text in the stream's buffer, from where
@@ -63,6 +66,9 @@ bool IsOpen(int fd) { return ::_get_osfhandle(fd) != -1; }
 void FlushStandardOutput() {
     if (std::fflush(stdout) != 0) __fpurge(stdout);
 }
+
+void CloseFd(int fd) { ::close(fd); }
+void Dup2(int from, int to) { ::dup2(from, to); }
 
 #endif
 
@@ -103,24 +109,6 @@ ConsoleCapture::ConsoleCapture() {
         Fail(dupError);
     }
     active_ = true;
-}
-
-ConsoleCapture::~ConsoleCapture() {
-    restore();
-    if (capture_ >= 0) ::_close(capture_);
-}
-
-void ConsoleCapture::restore() {
-    if (!active_) return;
-    active_ = false;
-    FlushStandardOutput();
-    if (saved_ >= 0) {
-        ::_dup2(saved_, 1);
-        ::_close(saved_);
-        saved_ = -1;
-    } else {
-        ::_close(1);
-    }
 }
 
 std::string ConsoleCapture::finish() {
@@ -184,24 +172,6 @@ ConsoleCapture::ConsoleCapture() {
     active_ = true;
 }
 
-ConsoleCapture::~ConsoleCapture() {
-    restore();
-    if (capture_ >= 0) ::close(capture_);
-}
-
-void ConsoleCapture::restore() {
-    if (!active_) return;
-    active_ = false;
-    FlushStandardOutput();
-    if (saved_ >= 0) {
-        ::dup2(saved_, STDOUT_FILENO);
-        ::close(saved_);
-        saved_ = -1;
-    } else {
-        ::close(STDOUT_FILENO);
-    }
-}
-
 std::string ConsoleCapture::finish() {
     if (capture_ < 0) return {};
     restore();
@@ -234,6 +204,24 @@ bool HoldClosedStandardDescriptors() {
 }
 
 #endif
+
+ConsoleCapture::~ConsoleCapture() {
+    restore();
+    if (capture_ >= 0) CloseFd(capture_);
+}
+
+void ConsoleCapture::restore() {
+    if (!active_) return;
+    active_ = false;
+    FlushStandardOutput();
+    if (saved_ >= 0) {
+        Dup2(saved_, 1);
+        CloseFd(saved_);
+        saved_ = -1;
+    } else {
+        CloseFd(1);
+    }
+}
 
 std::string LastLine(const std::string& text) {
     const size_t end = text.find_last_not_of(" \t\r\n");

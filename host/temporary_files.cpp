@@ -118,11 +118,7 @@ int MakeTemporary(const std::string& path, const std::string& extension, std::st
     const size_t slash = path.rfind('/');
     const size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
     for (int attempt = 0; attempt < 100; ++attempt) {
-        // Or a short name when that would be too long for a directory entry
-        // although NAME is not.
-        const std::string suffix = ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + extension;
-        tempPath = path.size() - nameStart + suffix.size() <= NAME_MAX ? path + suffix
-                                                                        : path.substr(0, nameStart) + ".fxhost" + suffix;
+        tempPath = TemporaryName(path, nameStart, static_cast<unsigned long>(::getpid()), counter++, extension, NAME_MAX);
         if (tempPath.size() >= PATH_MAX) {
             errno = ENAMETOOLONG;
             return -1;

@@ -2,6 +2,7 @@
 // processes writing them: removed and stopped when a signal ends the process.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace fxhost {
@@ -33,5 +34,15 @@ void DiscardTemporary(const std::string& tempPath);
 // may still be writing; at most 8 at once.
 void WatchChild(int pid);
 void UnwatchChild(int pid);
+
+// The N-th temporary name for path: NAME.tmp-PID-N + extension beside it, or
+// .fxhost.tmp-PID-N + extension there when that name would pass nameMax
+// characters although NAME does not. nameStart is where NAME begins.
+inline std::string TemporaryName(const std::string& path, size_t nameStart, unsigned long pid, unsigned n,
+                                 const std::string& extension, size_t nameMax) {
+    const std::string suffix = ".tmp-" + std::to_string(pid) + "-" + std::to_string(n) + extension;
+    return path.size() - nameStart + suffix.size() <= nameMax ? path + suffix
+                                                               : path.substr(0, nameStart) + ".fxhost" + suffix;
+}
 
 }  // namespace fxhost
