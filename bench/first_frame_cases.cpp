@@ -1,8 +1,8 @@
-// First frames: some effects build process-wide tables at their first render
-// in a process and are cheap afterwards. Each iteration loads a fresh copy of
-// the module, whose tables start empty, makes an instance on the test card and
-// times its first render alone; loading, creation and destruction are left
-// out of the time.
+// First frames: an effect's first render in a process may pay for what later
+// frames reuse (tables of its own, memory touched first). Each iteration loads
+// a fresh copy of the module, makes an instance on the test card and times its
+// first render alone; loading and opening (where the shared tables are
+// built), creation and destruction are left out of the time.
 #include <benchmark/benchmark.h>
 
 #include <optional>

@@ -129,8 +129,8 @@ void PrintFirstFrames(std::FILE* out, const SummaryInput& input, const Baselines
     }
     if (table.size() == 1) return;
     std::fprintf(out,
-                 "First frames: the first render of a new instance in a freshly loaded module,\n"
-                 "process-wide tables built inside it.\n\n");
+                 "First frames: the first render of a new instance in a freshly loaded module\n"
+                 "(whose shared tables are built when it opens, outside the time).\n\n");
     PrintTable(out, table, {false, false, true, true, true});
     std::fprintf(out, "\n");
 }

@@ -147,5 +147,5 @@ void Tintara::RenderHue() {
     rgbToHsv = GetRgbToHsvTable(forwardKind);
     const uint32_t* inverse = GetHsvToRgbTable(inverseKind);
     if (!rgbToHsv || !inverse) return;  // out of memory: the frame is left as it was
-    MapHue(rows, depth / 8, HueTables{rgbToHsv, inverse, table5, special});
+    MapHue(rows, depth / 8, HueTables{rgbToHsv, inverse, table5, special}, hueComposition);
 }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "colour/tintara_kernels.h"
 #include "colour/tintara_tables.h"
 #include "render/render_interface.h"
 
@@ -64,6 +65,8 @@ public:
     uint8_t channelTable[256][3];
     uint8_t table8[kTable8Size];
     uint8_t table5[kTable5Size + 1];
+    // The hue effects' composed table, kept while their tables stay the same.
+    HueComposition hueComposition;
 
 private:
     // The channel map of the wave and level passes, by pixelFormat.

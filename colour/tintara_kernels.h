@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "render/pixel_rows.h"
 #include "render/simd_level.h"
@@ -29,10 +30,25 @@ struct HueTables {
     bool special;
 };
 
+// The three tables composed into one of 32768 entries, kept by an instance
+// from frame to frame and rebuilt only when the tables or the remap change.
+struct HueComposition {
+    std::unique_ptr<uint32_t[]> table;
+    const uint32_t* forward = nullptr;
+    const uint32_t* inverse = nullptr;
+    uint8_t table5[32] = {};
+    bool special = false;
+
+    // The composed table for tables, built when it is not the kept one; null
+    // when memory runs out.
+    const uint32_t* For(const HueTables& tables);
+};
+
 // Every pixel through forward, the remap and inverse; wordBytes 2 or 4 says
-// how the rows are read and written. Large pictures compose the three into
-// one table first, a cost of 32768 entries.
-void MapHue(const PixelRows& rows, int32_t wordBytes, const HueTables& tables,
+// how the rows are read and written. Pictures of kComposeMinPixels or more go
+// through the composed table of kept.
+constexpr int64_t kComposeMinPixels = 32768;
+void MapHue(const PixelRows& rows, int32_t wordBytes, const HueTables& tables, HueComposition& kept,
             SimdLevel level = MachineSimdLevel());
 // The same, one pixel at a time through all three: the definition.
 void MapHueDirect(const PixelRows& rows, int32_t wordBytes, const HueTables& tables);

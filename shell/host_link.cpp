@@ -4,6 +4,7 @@
 #include "shell/entry_points.h"
 #include "shell/frame_params.h"
 #include "shell/module.h"
+#include "shell/process_tables.h"
 
 EffectApi g_effectApi;
 BlitService* g_blitService;
@@ -44,6 +45,7 @@ void OpenModule(HostContext* context) {
     g_effectApi.hostContext = context;
     context->result = 0;
     g_blitService = nullptr;  // a second open looks the service up afresh
+    BuildProcessTables();
 }
 
 }  // namespace

@@ -169,10 +169,46 @@ TEST(TintaraKernels, ComposedHueMatchesDirect) {
             MapHueDirect(PixelRows{src.data(), stride, direct.data(), stride, rows, width}, wordBytes, tables);
             for (SimdLevel level : Levels()) {
                 std::vector<uint8_t> composed(src.size(), 1);
-                MapHue(PixelRows{src.data(), stride, composed.data(), stride, rows, width}, wordBytes, tables, level);
+                HueComposition kept;
+                MapHue(PixelRows{src.data(), stride, composed.data(), stride, rows, width}, wordBytes, tables, kept,
+                       level);
                 EXPECT_EQ(composed, direct) << wordBytes << " special " << special << " level " << int(level);
+                EXPECT_NE(kept.table, nullptr);
             }
         }
+}
+
+// The composed table is kept while the tables and remap stay, and rebuilt in
+// place when any of them changes; small pictures never build it.
+TEST(TintaraKernels, HueCompositionIsKeptUntilItsTablesChange) {
+    uint8_t table[32];
+    BuildHuePosterizeTable(2, table);
+    HueTables tables{GetRgbToHsvTable(kHsvFrom555), GetHsvToRgbTable(kHsvToXrgb), table, false};
+    const int width = 256, rows = 128, stride = width * 4;
+    auto src = RandomWords<uint8_t>(size_t(stride) * rows, 4);
+    std::vector<uint8_t> out(src.size()), want(src.size());
+    const PixelRows block{src.data(), stride, out.data(), stride, rows, width};
+    HueComposition kept;
+    MapHue(PixelRows{src.data(), stride, out.data(), stride, 100, 300}, 4, tables, kept);  // 30000 pixels
+    EXPECT_EQ(kept.table, nullptr);
+    MapHue(block, 4, tables, kept);
+    const uint32_t* first = kept.table.get();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(kept.For(tables), first);
+    const auto check = [&](const char* what) {
+        MapHue(block, 4, tables, kept);
+        MapHueDirect(PixelRows{src.data(), stride, want.data(), stride, rows, width}, 4, tables);
+        EXPECT_EQ(out, want) << what;
+        EXPECT_EQ(kept.table.get(), first) << what;
+    };
+    BuildHuePosterizeTable(4, table);
+    check("new levels");
+    tables.special = true;
+    check("special");
+    tables.inverse = GetHsvToRgbTable(kHsvTo555);
+    check("inverse");
+    tables.forward = GetRgbToHsvTable(kHsvFrom565);
+    check("forward");
 }
 
 // Whole instances, made by the factory as the host makes them.
