@@ -1,6 +1,7 @@
 #include "render/offscreen.h"
 
 #include <cstdlib>
+#include <cstring>
 
 void AllocatePixels(Surface* surface) {
     const int32_t rows = SurfaceHeight(*surface);
@@ -11,8 +12,11 @@ void AllocatePixels(Surface* surface) {
     // The size is a 32 x 32-bit product; one that does not fit fails.
     const uint64_t size = uint64_t{static_cast<uint32_t>(rowBytes)} * static_cast<uint32_t>(rows);
     // Cleared, so that a picture the host refuses to copy in reads as black
-    // rather than as whatever the allocator left.
-    surface->pixels = size <= UINT32_MAX ? static_cast<uint8_t*>(std::calloc(size, 1)) : nullptr;
+    // rather than as whatever the allocator left; written now rather than
+    // left to calloc, so that the pages are mapped at creation and not in
+    // the first frame.
+    surface->pixels = size <= UINT32_MAX ? static_cast<uint8_t*>(std::malloc(size)) : nullptr;
+    if (surface->pixels) std::memset(surface->pixels, 0, size);
     surface->ownsPixels = 1;
     if (surface->depth == 32) surface->pixelFormat = kFormatXrgb;
 }
