@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "colour/tintara_kernels.h"
+#include "colour/tintara_quantise.h"
 #include "colour/tintara_tables.h"
 #include "render/render_interface.h"
 
@@ -67,6 +68,8 @@ public:
     uint8_t table5[kTable5Size + 1];
     // The hue effects' composed table, kept while their tables stay the same.
     HueComposition hueComposition;
+    // The quantise route's table of every 16-bit word.
+    QuantiseWordTable quantiseWords;
 
 private:
     // The channel map of the wave and level passes, by pixelFormat.

@@ -22,14 +22,8 @@ uint32_t HuePixel(uint32_t index, const HueTables& t) {
     return t.inverse[RemapHueCode(t.forward[index], t.table5, t.special) & 0x7FFF];
 }
 
-void ComposedScalar(const PixelRows& rows, int32_t wordBytes, const uint32_t* composed) {
-    if (wordBytes == 2)
-        ForEachWord<uint16_t>(rows, [composed](uint32_t p) { return composed[HueIndex16(p)]; });
-    else
-        ForEachWord<uint32_t>(rows, [composed](uint32_t p) { return composed[HueIndex32(p)]; });
-}
 
-// Eight pixels a gather.
+// Eight pixels a gather (sixteen 16-bit words in two).
 __attribute__((target("avx2"))) inline __m256i HueIndex32Avx2(__m256i p) {
     const __m256i field = _mm256_set1_epi32(31);
     const __m256i r = _mm256_slli_epi32(_mm256_and_si256(_mm256_srli_epi32(p, 19), field), 10);
@@ -38,36 +32,39 @@ __attribute__((target("avx2"))) inline __m256i HueIndex32Avx2(__m256i p) {
     return _mm256_or_si256(_mm256_or_si256(r, g), b);
 }
 
-__attribute__((target("avx2"))) void ComposedAvx2(const PixelRows& rows, int32_t wordBytes,
-                                                  const uint32_t* composed) {
+__attribute__((target("avx2"))) void Composed32Avx2(const PixelRows& rows, const uint32_t* composed) {
     const int* table = reinterpret_cast<const int*>(composed);
     for (int32_t y = 0; y < rows.rows; ++y) {
+        const uint32_t* src = rows.srcRow<uint32_t>(y);
+        uint32_t* dst = rows.dstRow<uint32_t>(y);
         int32_t x = 0;
-        if (wordBytes == 4) {
-            const uint32_t* src = rows.srcRow<uint32_t>(y);
-            uint32_t* dst = rows.dstRow<uint32_t>(y);
-            for (; x + 8 <= rows.width; x += 8) {
-                const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + x));
-                _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x),
-                                    _mm256_i32gather_epi32(table, HueIndex32Avx2(p), 4));
-            }
-            for (; x < rows.width; ++x) StorePixel(dst, x, composed[HueIndex32(LoadPixel(src, x))]);
-        } else {
-            const uint16_t* src = rows.srcRow<uint16_t>(y);
-            uint16_t* dst = rows.dstRow<uint16_t>(y);
-            const __m256i low15 = _mm256_set1_epi32(0x7FFF);
-            for (; x + 16 <= rows.width; x += 16) {
-                const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + x));
-                const __m256i lo = _mm256_and_si256(_mm256_cvtepu16_epi32(_mm256_castsi256_si128(p)), low15);
-                const __m256i hi = _mm256_and_si256(_mm256_cvtepu16_epi32(_mm256_extracti128_si256(p, 1)), low15);
-                // Entries fit 16 bits at this depth: the unsigned pack keeps them.
-                const __m256i words = _mm256_packus_epi32(_mm256_i32gather_epi32(table, lo, 4),
-                                                          _mm256_i32gather_epi32(table, hi, 4));
-                _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x), _mm256_permute4x64_epi64(words, 0xD8));
-            }
-            for (; x < rows.width; ++x)
-                StorePixel(dst, x, static_cast<uint16_t>(composed[HueIndex16(LoadPixel(src, x))]));
+        for (; x + 8 <= rows.width; x += 8) {
+            const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + x));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x),
+                                _mm256_i32gather_epi32(table, HueIndex32Avx2(p), 4));
         }
+        for (; x < rows.width; ++x) StorePixel(dst, x, composed[HueIndex32(LoadPixel(src, x))]);
+    }
+}
+
+__attribute__((target("avx2"))) void Words16Avx2(const PixelRows& rows, const uint32_t* table32, uint32_t mask) {
+    const int* table = reinterpret_cast<const int*>(table32);
+    const __m256i indexMask = _mm256_set1_epi32(static_cast<int>(mask));
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const uint16_t* src = rows.srcRow<uint16_t>(y);
+        uint16_t* dst = rows.dstRow<uint16_t>(y);
+        int32_t x = 0;
+        for (; x + 16 <= rows.width; x += 16) {
+            const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + x));
+            const __m256i lo = _mm256_and_si256(_mm256_cvtepu16_epi32(_mm256_castsi256_si128(p)), indexMask);
+            const __m256i hi = _mm256_and_si256(_mm256_cvtepu16_epi32(_mm256_extracti128_si256(p, 1)), indexMask);
+            // Entries fit 16 bits: the unsigned pack keeps them.
+            const __m256i words = _mm256_packus_epi32(_mm256_i32gather_epi32(table, lo, 4),
+                                                      _mm256_i32gather_epi32(table, hi, 4));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x), _mm256_permute4x64_epi64(words, 0xD8));
+        }
+        for (; x < rows.width; ++x)
+            StorePixel(dst, x, static_cast<uint16_t>(table32[LoadPixel(src, x) & mask]));
     }
 }
 
@@ -100,8 +97,14 @@ void MapHue(const PixelRows& rows, int32_t wordBytes, const HueTables& tables, H
     const uint32_t* composed =
         int64_t{rows.rows} * rows.width < kComposeMinPixels ? nullptr : kept.For(tables);
     if (!composed) return MapHueDirect(rows, wordBytes, tables);
+    if (wordBytes == 2) return MapWords16(rows, composed, 0x7FFF, level);
     // Eight-lane gathers serve the AVX-512 level too: sixteen-lane ones fetch
     // no more entries a cycle, and ran slower where measured.
-    if (level >= SimdLevel::kAvx2) return ComposedAvx2(rows, wordBytes, composed);
-    ComposedScalar(rows, wordBytes, composed);
+    if (level >= SimdLevel::kAvx2) return Composed32Avx2(rows, composed);
+    ForEachWord<uint32_t>(rows, [composed](uint32_t p) { return composed[HueIndex32(p)]; });
+}
+
+void MapWords16(const PixelRows& rows, const uint32_t* table, uint32_t indexMask, SimdLevel level) {
+    if (level >= SimdLevel::kAvx2) return Words16Avx2(rows, table, indexMask);
+    ForEachWord<uint16_t>(rows, [table, indexMask](uint32_t p) { return table[p & indexMask]; });
 }

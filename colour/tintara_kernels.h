@@ -52,3 +52,10 @@ void MapHue(const PixelRows& rows, int32_t wordBytes, const HueTables& tables, H
             SimdLevel level = MachineSimdLevel());
 // The same, one pixel at a time through all three: the definition.
 void MapHueDirect(const PixelRows& rows, int32_t wordBytes, const HueTables& tables);
+
+// Every 16-bit word through table[word & indexMask], whose entries fit 16
+// bits: gathers from AVX2 on, which fetch more entries a cycle than scalar
+// loads where measured.
+void MapWords16(const PixelRows& rows, const uint32_t* table, uint32_t indexMask,
+                SimdLevel level = MachineSimdLevel());
+

@@ -1,6 +1,8 @@
 #include "colour/tintara_quantise.h"
 
 #include <algorithm>
+#include <cstring>
+#include <new>
 
 #include "colour/tintara.h"
 #include "colour/tintara_quantise_body.h"
@@ -29,6 +31,42 @@ void BuildChannelTables(Tintara& t) {
             t.channelTable[i][c] = i < count ? static_cast<uint8_t>(bucket * static_cast<uint8_t>(step)) : 255;
         }
     }
+}
+
+namespace {
+// Made by the compiler: nothing to build at run time.
+constexpr std::array<uint16_t, 65536> kAllWords = [] {
+    std::array<uint16_t, 65536> all{};
+    for (uint32_t i = 0; i < 65536; ++i) all[i] = static_cast<uint16_t>(i);
+    return all;
+}();
+}  // namespace
+
+const uint16_t* AllWords() { return kAllWords.data(); }
+
+const uint32_t* WordTable(QuantiseWordTable& kept, uintptr_t row, int32_t format, const Frame& f,
+                          void (*build)(const uint8_t*, uint8_t*, int32_t, const Frame&)) {
+    std::array<uint8_t, QuantiseWordTable::kKeyBytes> key;
+    uint8_t* at = key.data();
+    for (const auto& [from, bytes] : {std::pair<const void*, size_t>{&row, 8}, {&format, 4}, {f.gain, 12},
+                                      {f.invert, 12}, {f.column, 512}}) {
+        std::memcpy(at, from, bytes);
+        at += bytes;
+    }
+    if (kept.words && key == kept.key) return kept.words.get();
+    if (!kept.words) kept.words.reset(new (std::nothrow) uint32_t[65536]);
+    if (!kept.words) return nullptr;
+    // The member writes 16-bit words into the first half; they are widened
+    // in place from the top, each read before anything lands on it.
+    uint32_t* table = kept.words.get();
+    build(reinterpret_cast<const uint8_t*>(AllWords()), reinterpret_cast<uint8_t*>(table), 65536, f);
+    for (uint32_t i = 65536; i-- > 0;) {
+        uint16_t word;
+        std::memcpy(&word, reinterpret_cast<const uint8_t*>(table) + 2 * i, sizeof word);
+        table[i] = word;
+    }
+    kept.key = key;
+    return kept.words.get();
 }
 
 }  // namespace quantise

@@ -4,13 +4,28 @@
 // each pattern of the three table lookups.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "render/simd_level.h"
 
 class Tintara;
 
 using QuantiseMember = void (*)(Tintara& effect);
+
+// The route's result for every 16-bit word, which large 15- and 16-bit
+// pictures look up instead of working each pixel out: kept by the instance
+// while the member, the format, the gains, the inverts and the tables stay.
+struct QuantiseWordTable {
+    static constexpr size_t kKeyBytes = 8 + 4 + 12 + 12 + 512;
+    std::unique_ptr<uint32_t[]> words;  // 65536 entries, as gathers read them
+    std::array<uint8_t, kKeyBytes> key{};
+};
+// Pictures of fewer pixels than this are worked out pixel by pixel: the
+// table's 65536 entries would cost more than they save.
+constexpr int64_t kQuantiseTableMinPixels = 262144;
 
 constexpr int kQuantiseMemberCount = 32;
 

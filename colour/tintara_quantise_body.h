@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "colour/tintara.h"
+#include "colour/tintara_kernels.h"
 #include "colour/tintara_quantise.h"
 #include "render/simd_level.h"
 
@@ -178,9 +179,32 @@ void QuantiseRow(const uint8_t* srcRow, uint8_t* dstRow, int32_t width, const Fr
     }
 }
 
+// Every 16-bit word, 0 to 65535, as a row to run the members over.
+const uint16_t* AllWords();
+// The table of format's words for the member whose row function is row,
+// rebuilt when its key changed; null when memory runs out.
+const uint32_t* WordTable(QuantiseWordTable& kept, uintptr_t row, int32_t format, const Frame& f,
+                          void (*build)(const uint8_t*, uint8_t*, int32_t, const Frame&));
+
+// Large 15- and 16-bit pictures through the table of every word; false
+// where the rows are to be worked out pixel by pixel.
+template <int Red, int Green, int Blue, bool LookR, bool LookG, bool LookB, int Format>
+bool LookUpRows(Tintara& t, const PixelRows& rows, const Frame& f) {
+    if (int64_t{rows.rows} * rows.width < kQuantiseTableMinPixels) return false;
+    constexpr auto row = &QuantiseRow<Red, Green, Blue, LookR, LookG, LookB, Format>;
+    const uint32_t* table = WordTable(t.quantiseWords, reinterpret_cast<uintptr_t>(row), Format, f, row);
+    if (!table) return false;
+    MapWords16(rows, table, 0xFFFF, VectorLevel());
+    return true;
+}
+
 template <int Red, int Green, int Blue, bool LookR, bool LookG, bool LookB>
 void QuantiseRows(Tintara& t, const Frame& f) {
     const PixelRows rows = t.WordLoop(t.pixelFormat == kFormatXrgb ? 4 : 2);
+    if (t.pixelFormat == kFormat555 && LookUpRows<Red, Green, Blue, LookR, LookG, LookB, kFormat555>(t, rows, f))
+        return;
+    if (t.pixelFormat == kFormat565 && LookUpRows<Red, Green, Blue, LookR, LookG, LookB, kFormat565>(t, rows, f))
+        return;
     for (int32_t y = 0; y < rows.rows; ++y) {
         const uint8_t* src = rows.src + static_cast<intptr_t>(y) * rows.srcStep;
         uint8_t* dst = rows.dst + static_cast<intptr_t>(y) * rows.dstStep;

@@ -9,6 +9,7 @@
 #include "colour/tintara_quantise.h"
 #include "host/blit_service.h"
 #include "host/host_surface.h"
+#include "kernel_support.h"
 #include "shell/factory.h"
 #include "shell/module.h"
 
@@ -219,6 +220,45 @@ TEST_P(QuantiseLevels, EveryMemberAgreesWithTheReference) {
 
 INSTANTIATE_TEST_SUITE_P(Levels, QuantiseLevels, ::testing::Values(SimdLevel::kScalar, SimdLevel::kAvx512Vbmi),
                          [](const auto& info) { return info.param == SimdLevel::kScalar ? "Scalar" : "Avx512"; });
+
+// Large 15- and 16-bit pictures go through the table of every word: all
+// 65536 words (each four times over 1024x256) at several records, at each
+// level, against the reference; and a new record rebuilds the table in place.
+TEST_F(Quantise, TheWordTableGivesEveryWordAsWorkedOut) {
+    constexpr int kWidth = 1024, kHeight = 256;
+    static_assert(int64_t{kWidth} * kHeight >= kQuantiseTableMinPixels);
+    Channels luminanceRed, swapped, plain;
+    luminanceRed.source[0] = 4, luminanceRed.shift[0] = 2, luminanceRed.gain[0] = 250, luminanceRed.invert[2] = 1;
+    swapped.source[0] = 3, swapped.source[1] = 1, swapped.source[2] = 4;
+    swapped.shift[1] = 5, swapped.shift[2] = 3, swapped.gain[1] = -1, swapped.gain[2] = 33;
+    plain.shift[0] = plain.shift[1] = plain.shift[2] = 3;
+    for (int32_t format : {kFormat555, kFormat565}) {
+        HostSurface src(kWidth, kHeight, format), dst(kWidth, kHeight, format);
+        for (int y = 0; y < kHeight; ++y)
+            for (int x = 0; x < kWidth; ++x) src.setPixel(x, y, uint32_t(y * kWidth + x) * 40503u >> 2 & 0xFFFF);
+        g_frame.source = src.get();
+        g_frame.destination = dst.get();
+        for (SimdLevel level : Levels()) {
+            SetQuantiseSimdLevel(level);
+            auto* effect = static_cast<Tintara*>(NewZeroedEffect<Tintara>(QuantiseRecord(plain)));
+            const uint32_t* table = nullptr;
+            for (const Channels& c : {luminanceRed, swapped, plain}) {
+                effect->settings = QuantiseRecord(c);
+                effect->Render();
+                if (!table) table = effect->quantiseWords.words.get();
+                ASSERT_NE(table, nullptr);
+                EXPECT_EQ(effect->quantiseWords.words.get(), table);
+                int wrong = 0;
+                for (int y = 0; y < kHeight; ++y)
+                    for (int x = 0; x < kWidth; ++x)
+                        wrong += dst.pixel(x, y) != Reference(c, format, src.pixel(x, y));
+                EXPECT_EQ(wrong, 0) << "format " << format << " level " << int(level) << " red " << int(c.source[0]);
+            }
+            delete effect;
+        }
+        SetQuantiseSimdLevel(SimdLevel::kAvx512Vbmi);
+    }
+}
 
 TEST_F(Quantise, AMemberHasItsRedSourceBuiltIn) {
     // Member 9 reads green into red whatever the record says.
