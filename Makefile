@@ -3,7 +3,7 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 \
 	UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 
-.PHONY: all build demo test bench gallery fuzz valgrind install package windows test-windows clean
+.PHONY: all build demo test bench bench-sweep bench-build bench-check bench-readme gallery fuzz valgrind install package windows test-windows clean
 
 all: build
 
@@ -23,11 +23,32 @@ test: build
 	cmake --build build-asan -j$(JOBS)
 	cd build-asan && $(SANITIZER_ENV) ctest --output-on-failure -j$(JOBS)
 
-bench:
+# EFFECTS_SIMD=scalar|sse2|avx2|avx512 caps the vector level; those runs
+# write results-LEVEL.json beside results.json.
+BENCH_TAG = $(if $(EFFECTS_SIMD),-$(EFFECTS_SIMD))
+bench: bench-build
+	build/bench/effects_bench --benchmark_out=build/bench/results$(BENCH_TAG).json --benchmark_out_format=json
+
+# Every effect at 320x240 to 3840x2160 and one odd size, and a 16x16 frame.
+bench-sweep: bench-build
+	build/bench/effects_bench --sweep --benchmark_out=build/bench/sweep$(BENCH_TAG).json --benchmark_out_format=json
+
+bench-build:
 	scripts/deps.sh bench
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DEFFECTS_BENCH=ON -DEFFECTS_SANITIZE=OFF
 	cmake --build build -j$(JOBS) --target effects_bench
-	build/bench/effects_bench --benchmark_out=build/bench/results.json --benchmark_out_format=json
+
+# The last make bench against bench/baseline.json (this machine's, checked
+# in): a ratio to memcpy more than 25% worse is reported as a regression.
+bench-check:
+	@[ -f build/bench/results.json ] || $(MAKE) bench
+	python3 scripts/bench_report.py check bench/baseline.json build/bench/results.json
+
+# The README's bench tables, from make bench, make bench EFFECTS_SIMD=scalar
+# and make bench-sweep.
+bench-readme:
+	python3 scripts/bench_report.py readme README.md build/bench/results.json \
+		build/bench/results-scalar.json build/bench/sweep.json
 
 # Every effect side by side in gallery/index.html, with the figures of the
 # last make bench when there are any.

@@ -18,6 +18,8 @@ class CRenderInterface;
 namespace bench {
 
 void RegisterMemcpyCases();
+// memcpy at every size of the size sweep and at the fixed-cost size.
+void RegisterMemcpySizeCases();
 // A memcpy of one frame timed outside the library, for summaries of runs
 // that filtered the baseline cases out.
 double MeasureMemcpyMs(int bytesPerPixel);
@@ -28,17 +30,21 @@ struct EffectCase {
     std::array<int32_t, 4> params;
 };
 
-// Registers a case at 32 bits and one at 5-6-5 for every effect the module
-// makes (tried on a small surface first). Lists in notMade the names it
-// makes at neither depth, and "name (depth)" for those made at one only.
-std::vector<EffectCase> RegisterEffectCases(const fxhost::EffectModule& module,
-                                            std::vector<std::string>& notMade);
+// The effects the module makes, at 32 bits and 5-6-5 (each tried on a small
+// surface first). Lists in notMade the names it makes at neither depth, and
+// "name (depth)" for those made at one only.
+std::vector<EffectCase> FindEffectCases(const fxhost::EffectModule& module, std::vector<std::string>& notMade);
+// A case for each of effects at the frame size, and for each value of its
+// parameter sweeps.
+void RegisterEffectCases(const fxhost::EffectModule& module, const std::vector<EffectCase>& effects);
 
-// Registers a first-frame case for each effect of kFirstFrameEffects at each
-// format it has among the effect cases, so names the module does not make
-// are left out. Each iteration times the first render of a new instance in a
-// freshly loaded copy of the module; the copies stay mapped, so the cases run
-// a few iterations only.
+// The size sweep: a case for each effect of effects (as RegisterEffectCases
+// made them) at every size of kSweepSizes and at kFixedCostSize.
+void RegisterSizeCases(const fxhost::EffectModule& module, const std::vector<EffectCase>& effects);
+
+// Registers a first-frame case for each of effects. Each iteration times the
+// first render of a new instance in a freshly loaded copy of the module; the
+// copies stay mapped, so the cases run a few iterations only.
 std::vector<EffectCase> RegisterFirstFrameCases(const std::vector<EffectCase>& effects);
 
 // A case for an instance that no factory row makes, timed in-process: build

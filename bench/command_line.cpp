@@ -10,6 +10,8 @@ namespace bench {
 
 namespace {
 
+constexpr const char* kSweepFlag = "--sweep";
+
 // The value of --name=value (or "" for a bare --name), if the argument is it.
 std::optional<std::string> FlagValue(const std::string& argument, const std::string& name) {
     const std::string prefix = "--" + name;
@@ -50,13 +52,15 @@ CommandLine ReadCommandLine(int argc, char** argv) {
         if (auto v = FlagValue(argument, "benchmark_color")) color = *v;
         if (auto v = FlagValue(argument, "benchmark_counters_tabular")) line.tabular = Truthy(*v);
         if (FlagValue(argument, "benchmark_min_time")) line.minTimeGiven = true;
+        if (argument == kSweepFlag) line.sweep = true;
     }
     line.color = color == "auto" ? TerminalWantsColour() : Truthy(color);
     return line;
 }
 
 Arguments::Arguments(int argc, char** argv, const CommandLine& line) {
-    for (int i = 0; i < argc; ++i) strings_.emplace_back(argv[i]);
+    for (int i = 0; i < argc; ++i)
+        if (i == 0 || argv[i] != std::string(kSweepFlag)) strings_.emplace_back(argv[i]);
     if (!line.minTimeGiven) strings_.push_back(std::string("--benchmark_min_time=") + kDefaultMinTime);
     for (auto& s : strings_) pointers_.push_back(s.data());
     count_ = static_cast<int>(strings_.size());

@@ -1,6 +1,6 @@
 // The few library flags this program looks at itself: the display format and
 // colour (it supplies the display reporter, so the library does not apply
-// them) and whether a minimum time was given.
+// them) and whether a minimum time was given; and its own --sweep.
 #pragma once
 
 #include <string>
@@ -17,12 +17,13 @@ struct CommandLine {
     bool color = false;
     bool tabular = false;
     bool minTimeGiven = false;
+    bool sweep = false;  // --sweep: the size sweep instead of the ordinary cases
 };
 
 CommandLine ReadCommandLine(int argc, char** argv);
 
-// The arguments for benchmark::Initialize: argv, plus the default minimum
-// time when none was given. The strings live as long as the object.
+// The arguments for benchmark::Initialize: argv without this program's own
+// flags, plus the default minimum time when none was given. The strings live as long as the object.
 class Arguments {
 public:
     Arguments(int argc, char** argv, const CommandLine& line);

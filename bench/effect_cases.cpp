@@ -35,9 +35,9 @@ uint32_t SetModuleTime(const fxhost::EffectModule& module, const EffectCase& c, 
 // The instance is made at module time 0, whatever case ran before, and has
 // rendered its warm-up frames.
 struct EffectState : CaseState {
-    EffectState(const fxhost::EffectModule& module, const EffectCase& c)
-        : source(CardSurface(c.format)),
-          destination(kFrameWidth, kFrameHeight, c.format),
+    EffectState(const fxhost::EffectModule& module, const EffectCase& c, FrameSize size)
+        : source(CardSurface(c.format, size)),
+          destination(size.width, size.height, c.format),
           step(CaseTimeFor(c.name)),
           time(SetModuleTime(module, c, 0)),
           effect(module, c.name, source.get(), destination.get()) {
@@ -55,10 +55,10 @@ struct EffectState : CaseState {
 };
 
 void RunEffect(benchmark::State& state, const fxhost::EffectModule& module, const EffectCase& c,
-               const std::string& caseName) {
+               const std::string& caseName, FrameSize size) {
     EffectState* s = nullptr;
     try {
-        s = &StateFor<EffectState>(caseName, [&] { return std::make_unique<EffectState>(module, c); });
+        s = &StateFor<EffectState>(caseName, [&] { return std::make_unique<EffectState>(module, c, size); });
     } catch (const fxhost::HostError& error) {
         state.SkipWithError(error.what());
         return;
@@ -68,11 +68,12 @@ void RunEffect(benchmark::State& state, const fxhost::EffectModule& module, cons
     state.SetItemsProcessed(state.iterations());
 }
 
-void RegisterEffectCase(const fxhost::EffectModule& module, const EffectCase& c, const std::string& caseName) {
+void RegisterEffectCase(const fxhost::EffectModule& module, const EffectCase& c, const std::string& caseName,
+                        FrameSize size = kFrameSize) {
     auto* registered =
-        benchmark::RegisterBenchmark(caseName.c_str(), [&module, c, caseName](benchmark::State& state) {
-            RunEffect(state, module, c, caseName);
-        })->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark(caseName.c_str(), [&module, c, caseName, size](benchmark::State& state) {
+            RunEffect(state, module, c, caseName, size);
+        })->Unit(size.width * size.height < 100000 ? benchmark::kMicrosecond : benchmark::kMillisecond);
     const CaseTime step = CaseTimeFor(c.name);
     if (step.spanMs > 0) registered->Iterations((step.spanMs + step.stepMs - 1) / step.stepMs);
 }
@@ -111,8 +112,14 @@ bool MakesEffect(const fxhost::EffectModule& module, const std::string& name, in
 
 }  // namespace
 
-std::vector<EffectCase> RegisterEffectCases(const fxhost::EffectModule& module,
-                                            std::vector<std::string>& notMade) {
+void RegisterSizeCases(const fxhost::EffectModule& module, const std::vector<EffectCase>& effects) {
+    for (const EffectCase& c : effects) {
+        for (FrameSize size : kSweepSizes) RegisterEffectCase(module, c, SizeCaseName(c.name, c.format, size), size);
+        RegisterEffectCase(module, c, SizeCaseName(c.name, c.format, kFixedCostSize), kFixedCostSize);
+    }
+}
+
+std::vector<EffectCase> FindEffectCases(const fxhost::EffectModule& module, std::vector<std::string>& notMade) {
     std::vector<std::pair<std::string, std::array<int32_t, 4>>> names;
     for (const auto& row : fxhost::ReadCatalogue(module)) names.emplace_back(row.name, row.defaults);
     for (const char* name : fxhost::kUncataloguedNames) names.emplace_back(name, kUncataloguedParams);
@@ -121,14 +128,10 @@ std::vector<EffectCase> RegisterEffectCases(const fxhost::EffectModule& module,
     for (const auto& [name, params] : names) {
         std::vector<int32_t> missing;
         for (int32_t format : kCaseFormats) {
-            if (!MakesEffect(module, name, format)) {
+            if (MakesEffect(module, name, format))
+                cases.push_back(EffectCase{name, format, params});
+            else
                 missing.push_back(format);
-                continue;
-            }
-            EffectCase c{name, format, params};
-            RegisterEffectCase(module, c, EffectCaseName(name, format));
-            RegisterSweepCases(module, c);
-            cases.push_back(std::move(c));
         }
         if (missing.size() == std::size(kCaseFormats))
             notMade.push_back(name);
@@ -136,6 +139,13 @@ std::vector<EffectCase> RegisterEffectCases(const fxhost::EffectModule& module,
             for (int32_t format : missing) notMade.push_back(name + " (" + DepthLabel(format) + ")");
     }
     return cases;
+}
+
+void RegisterEffectCases(const fxhost::EffectModule& module, const std::vector<EffectCase>& effects) {
+    for (const EffectCase& c : effects) {
+        RegisterEffectCase(module, c, EffectCaseName(c.name, c.format));
+        RegisterSweepCases(module, c);
+    }
 }
 
 }  // namespace bench

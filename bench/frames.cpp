@@ -1,5 +1,8 @@
 #include "bench/frames.h"
 
+#include <map>
+#include <utility>
+
 #include "host/test_card.h"
 
 namespace bench {
@@ -9,11 +12,19 @@ const fxhost::Image& TestCardFrame() {
     return card;
 }
 
-fxhost::HostSurface CardSurface(int32_t format) {
-    fxhost::HostSurface surface(kFrameWidth, kFrameHeight, format);
-    fxhost::ImageToSurface(TestCardFrame(), surface);
+fxhost::HostSurface CardSurface(int32_t format) { return CardSurface(format, kFrameSize); }
+
+fxhost::HostSurface CardSurface(int32_t format, FrameSize size) {
+    static std::map<std::pair<int, int>, fxhost::Image> cards;
+    auto card = cards.find({size.width, size.height});
+    if (card == cards.end())
+        card = cards.emplace(std::pair{size.width, size.height}, fxhost::MakeTestCard(size.width, size.height)).first;
+    fxhost::HostSurface surface(size.width, size.height, format);
+    fxhost::ImageToSurface(card->second, surface);
     return surface;
 }
+
+std::string SizeLabel(FrameSize size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
 std::string DepthLabel(int32_t format) {
     switch (format) {
@@ -43,6 +54,12 @@ std::string SweepCaseName(const std::string& effect, int32_t format, const std::
 }
 
 std::string MemcpyCaseName(int bytesPerPixel) { return "memcpy/" + std::to_string(bytesPerPixel * 8); }
+std::string MemcpyCaseName(int bytesPerPixel, FrameSize size) {
+    return MemcpyCaseName(bytesPerPixel) + "/" + SizeLabel(size);
+}
+std::string SizeCaseName(const std::string& effect, int32_t format, FrameSize size) {
+    return "size/" + effect + "/" + DepthLabel(format) + "/" + SizeLabel(size);
+}
 
 std::string PeerCaseName(const std::string& plugin) { return "frei0r/" + plugin; }
 std::string BridgeCaseName(const std::string& plugin) { return "bridge/" + plugin; }

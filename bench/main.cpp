@@ -1,8 +1,9 @@
 // effects_bench: times every effect the module makes at 1920x1080, against
 // memcpy of the frame and frei0r filters doing similar work, and the first
-// frame of the effects that build process-wide tables; then prints a summary
-// of the ratios and speed targets after the library's own report. Takes the
-// library's usual --benchmark_* flags.
+// frame of every effect; then prints a summary of the ratios and speed
+// targets after the library's own report. With --sweep it times every effect
+// at each size of the size sweep instead, and a 16x16 frame for its fixed
+// cost. Takes the library's usual --benchmark_* flags.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -11,6 +12,7 @@
 #include "bench/cases.h"
 #include "bench/command_line.h"
 #include "bench/result_reporter.h"
+#include "bench/size_summary.h"
 #include "bench/summary.h"
 #include "host/host_error.h"
 #include "host/module_loader.h"
@@ -32,16 +34,23 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    RegisterMemcpyCases();
     std::vector<std::string> notMade;
-    std::vector<EffectCase> effects = RegisterEffectCases(*module, notMade);
-    const std::vector<EffectCase> firstFrames = RegisterFirstFrameCases(effects);
-    for (EffectCase& c : RegisterQuantiseCases()) effects.push_back(std::move(c));
-    for (EffectCase& c : RegisterAsciiCases()) effects.push_back(std::move(c));
+    std::vector<EffectCase> effects = FindEffectCases(*module, notMade);
+    std::vector<EffectCase> firstFrames;
     std::vector<std::unique_ptr<Frei0rFilter>> peerFilters;
     std::vector<PeerNote> peerNotes;
-    RegisterPeerCases(peerFilters, peerNotes);
-    RegisterBridgeCases(peerFilters, peerNotes);
+    if (line.sweep) {
+        RegisterMemcpySizeCases();
+        RegisterSizeCases(*module, effects);
+    } else {
+        RegisterMemcpyCases();
+        RegisterEffectCases(*module, effects);
+        firstFrames = RegisterFirstFrameCases(effects);
+        for (EffectCase& c : RegisterQuantiseCases()) effects.push_back(std::move(c));
+        for (EffectCase& c : RegisterAsciiCases()) effects.push_back(std::move(c));
+        RegisterPeerCases(peerFilters, peerNotes);
+        RegisterBridgeCases(peerFilters, peerNotes);
+    }
 
     CollectingReporter reporter(line);
     benchmark::RunSpecifiedBenchmarks(&reporter);
@@ -53,7 +62,10 @@ int main(int argc, char** argv) {
         // Structured output keeps stdout to itself.
         std::FILE* out = line.format == "console" ? stdout : stderr;
         std::fflush(stdout);
-        PrintSummary(out, {reporter.results(), effects, firstFrames, notMade, peers, peerNotes});
+        if (line.sweep)
+            PrintSizeSummary(out, reporter.results(), effects);
+        else
+            PrintSummary(out, {reporter.results(), effects, firstFrames, notMade, peers, peerNotes});
     }
     benchmark::Shutdown();
     return 0;

@@ -22,8 +22,8 @@ struct CopyBuffers : CaseState {
     std::vector<uint8_t> destination;
 };
 
-size_t FrameBytes(int bytesPerPixel) {
-    return static_cast<size_t>(kFrameWidth) * kFrameHeight * static_cast<size_t>(bytesPerPixel);
+size_t FrameBytes(int bytesPerPixel, FrameSize size = kFrameSize) {
+    return static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * static_cast<size_t>(bytesPerPixel);
 }
 
 void CopyFrame(CopyBuffers& buffers) {
@@ -31,23 +31,32 @@ void CopyFrame(CopyBuffers& buffers) {
     benchmark::ClobberMemory();
 }
 
-void RunMemcpy(benchmark::State& state, const std::string& caseName, int bytesPerPixel) {
+void RunMemcpy(benchmark::State& state, const std::string& caseName, int bytesPerPixel, FrameSize size) {
     auto& buffers = StateFor<CopyBuffers>(
-        caseName, [&] { return std::make_unique<CopyBuffers>(FrameBytes(bytesPerPixel)); });
+        caseName, [&] { return std::make_unique<CopyBuffers>(FrameBytes(bytesPerPixel, size)); });
     benchmark::DoNotOptimize(buffers.destination.data());
     for ([[maybe_unused]] auto _ : state) CopyFrame(buffers);
     state.SetItemsProcessed(state.iterations());
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(buffers.source.size()));
 }
 
+void RegisterMemcpyCase(const std::string& name, int bytesPerPixel, FrameSize size) {
+    benchmark::RegisterBenchmark(name.c_str(), [name, bytesPerPixel, size](benchmark::State& state) {
+        RunMemcpy(state, name, bytesPerPixel, size);
+    })->Unit(benchmark::kMillisecond);
+}
+
 }  // namespace
 
 void RegisterMemcpyCases() {
+    for (int bytesPerPixel : {4, 2}) RegisterMemcpyCase(MemcpyCaseName(bytesPerPixel), bytesPerPixel, kFrameSize);
+}
+
+void RegisterMemcpySizeCases() {
     for (int bytesPerPixel : {4, 2}) {
-        const std::string name = MemcpyCaseName(bytesPerPixel);
-        benchmark::RegisterBenchmark(name.c_str(), [name, bytesPerPixel](benchmark::State& state) {
-            RunMemcpy(state, name, bytesPerPixel);
-        })->Unit(benchmark::kMillisecond);
+        for (FrameSize size : kSweepSizes)
+            RegisterMemcpyCase(MemcpyCaseName(bytesPerPixel, size), bytesPerPixel, size);
+        RegisterMemcpyCase(MemcpyCaseName(bytesPerPixel, kFixedCostSize), bytesPerPixel, kFixedCostSize);
     }
 }
 

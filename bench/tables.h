@@ -77,8 +77,4 @@ extern const std::vector<CaseTime> kCaseTimes;
 // The entry of kCaseTimes for the effect, else the ordinary 40 ms a frame.
 CaseTime CaseTimeFor(const std::string& effect);
 
-// Effects whose first render in a process builds process-wide tables; their
-// first frame in a freshly loaded module is timed as a case of its own.
-extern const std::vector<const char*> kFirstFrameEffects;
-
 }  // namespace bench

@@ -11,7 +11,7 @@ case "${1:-build}" in
   # dependencies come from dpkg-shlibdeps, which needs file.
   test) packages+=(ffmpeg chromium python3 melt frei0r-plugins pkg-config dpkg-dev file) ;;
   gallery) packages+=(ffmpeg) ;;
-  bench) packages+=(libbenchmark-dev frei0r-plugins) ;;
+  bench) packages+=(libbenchmark-dev frei0r-plugins python3) ;;
   fuzz) packages+=(clang libclang-rt-dev llvm) ;;
   valgrind) packages+=(valgrind) ;;
   package) packages+=(dpkg-dev file) ;;
