@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "colour/channel_tables.h"
 #include "colour/tintara.h"
 #include "colour/tintara_kernels.h"
 #include "colour/tintara_quantise.h"
@@ -198,9 +199,25 @@ bool LookUpRows(Tintara& t, const PixelRows& rows, const Frame& f) {
     return true;
 }
 
+// 32-bit pixels whose channels keep their own sources: each output channel
+// is a function of one byte, so the route is three 256-entry tables.
+template <bool LookR, bool LookG, bool LookB>
+void ChannelTableRows(const PixelRows& rows, const Frame& f) {
+    alignas(64) uint8_t tables[3][256];
+    for (uint32_t v = 0; v < 256; ++v) {
+        tables[0][v] = static_cast<uint8_t>(Channel<LookR, 0>(v, f.gain[0], f.invert[0], f));
+        tables[1][v] = static_cast<uint8_t>(Channel<LookG, 1>(v, f.gain[1], f.invert[1], f));
+        tables[2][v] = static_cast<uint8_t>(Channel<LookB, 1>(v, f.gain[2], f.invert[2], f));
+    }
+    ApplyChannelTables(rows, tables[0], tables[1], tables[2], 0, VectorLevel());
+}
+
 template <int Red, int Green, int Blue, bool LookR, bool LookG, bool LookB>
 void QuantiseRows(Tintara& t, const Frame& f) {
     const PixelRows rows = t.WordLoop(t.pixelFormat == kFormatXrgb ? 4 : 2);
+    if constexpr (Red == kRed && Green == kGreen && Blue == kBlue) {
+        if (t.pixelFormat == kFormatXrgb) return ChannelTableRows<LookR, LookG, LookB>(rows, f);
+    }
     if (t.pixelFormat == kFormat555 && LookUpRows<Red, Green, Blue, LookR, LookG, LookB, kFormat555>(t, rows, f))
         return;
     if (t.pixelFormat == kFormat565 && LookUpRows<Red, Green, Blue, LookR, LookG, LookB, kFormat565>(t, rows, f))
