@@ -24,3 +24,12 @@ inline uint32_t MeanWord32(uint32_t ringAll, uint32_t ringBlueRed) {
     const uint32_t green = ringAll - ringBlueRed;
     return ((ringBlueRed & kFromBlueRed) | (green & ~kFromBlueRed)) >> 3;
 }
+
+// Row y of a 16-bit picture from three rows of slots (see smooth_kernels.h)
+// holding 5-bit channels: out[x] is the pixel, in format (1 for 5-5-5, any
+// other 5-6-5), of the truncated mean of the eight neighbours of middle[x];
+// out[0] and out[width-1] are 0. out may lie anywhere but in the slots.
+// width is at least 3.
+void MeanSlotsToPixels16(const uint8_t* above, const uint8_t* middle, const uint8_t* below,
+                         uint8_t* out, int32_t width, int32_t format,
+                         SimdLevel level = MachineSimdLevel());
