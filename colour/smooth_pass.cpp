@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "colour/smooth_mean_rows.h"
 #include "shell/numeric.h"
 
 namespace {
@@ -111,6 +112,75 @@ void StoreZeroSlot(uint8_t* slots, int32_t index) {
     std::memset(slots + 4 * index, 0, 4);
 }
 
+// Whether the plain mean can run on the pixels themselves: both pictures of
+// one depth and size, rows of whole pixels at one positive step, and the two
+// either the same memory or apart.
+bool DirectMean(const Surface& from, const Surface& to, SmoothWeightPair weights) {
+    if (weights.neighbour != 8192 || weights.centre != 0) return false;
+    if ((from.depth != 32 && from.depth != 16) || to.depth != from.depth) return false;
+    const int32_t width = SurfaceWidth(from), height = SurfaceHeight(from);
+    if (width < 3 || height < 3 || SurfaceWidth(to) < width || SurfaceHeight(to) < height)
+        return false;
+    const int64_t rowBytes = int64_t{width} * (from.depth / 8);
+    if (from.rowBytes != to.rowBytes || from.rowBytes % 2 != 0 || from.rowBytes < rowBytes)
+        return false;
+    if (from.pixels == to.pixels) return true;
+    const int64_t bytes = int64_t{height - 1} * from.rowBytes + rowBytes;
+    const auto f = reinterpret_cast<uintptr_t>(from.pixels), t = reinterpret_cast<uintptr_t>(to.pixels);
+    return f + static_cast<uint64_t>(bytes) <= t || t + static_cast<uint64_t>(bytes) <= f;
+}
+
+// The plain mean of 32-bit pictures row by row straight from from into to.
+// One saved row holds the original of the row above, since in place the
+// row itself is overwritten while the next row still needs it.
+int32_t SmoothDirect32(const Surface& from, const Surface& to, SimdLevel level) {
+    const int32_t width = SurfaceWidth(from), height = SurfaceHeight(from);
+    const size_t rowBytes = static_cast<size_t>(width) * 4;
+    const int64_t step = from.rowBytes;
+    auto* save = static_cast<uint8_t*>(std::malloc(rowBytes));
+    if (!save) return -1;
+    std::memcpy(save, from.pixels, rowBytes);
+    std::memset(to.pixels, 0, rowBytes);
+    for (int32_t y = 1; y < height - 1; ++y) {
+        const uint8_t* middle = from.pixels + y * step;
+        MeanRow32(save, middle, middle + step, to.pixels + y * step, save, width, level);
+    }
+    std::memset(to.pixels + (height - 1) * step, 0, rowBytes);
+    std::free(save);
+    return 1;
+}
+
+// The plain mean of 16-bit pictures: each row is unpacked once into a ring
+// of three slot rows, and the filter packs its pixels straight into to.
+// A row of to is written only after the row below it has been unpacked, so
+// the pass is safe in place.
+int32_t SmoothDirect16(const Surface& from, const Surface& to, SimdLevel level) {
+    const int32_t width = SurfaceWidth(from), height = SurfaceHeight(from);
+    const int32_t format = from.pixelFormat;
+    const int64_t step = from.rowBytes;
+    const uint32_t slotBytes = RowSlotBytes(width);
+    uint8_t* ring = AllocateBlock(3, slotBytes);
+    if (!ring) return -1;
+    uint8_t* rows[3] = {ring, ring + slotBytes, ring + 2 * slotBytes};
+    const auto unpack = [&](int32_t y, uint8_t* slots) {
+        UnpackSlots16(reinterpret_cast<const uint16_t*>(from.pixels + y * step), slots, width,
+                      format, level);
+    };
+    unpack(0, rows[0]);
+    unpack(1, rows[1]);
+    std::memset(to.pixels, 0, static_cast<size_t>(width) * 2);
+    for (int32_t y = 1; y < height - 1; ++y) {
+        uint8_t* const above = rows[(y - 1) % 3];
+        uint8_t* const middle = rows[y % 3];
+        uint8_t* const below = rows[(y + 1) % 3];
+        unpack(y + 1, below);
+        MeanSlotsToPixels16(above, middle, below, to.pixels + y * step, width, format, level);
+    }
+    std::memset(to.pixels + (height - 1) * step, 0, static_cast<size_t>(width) * 2);
+    std::free(ring);
+    return 1;
+}
+
 }  // namespace
 
 SmoothWeightPair SmoothWeights(float smoothAmount, float neighbourGain) {
@@ -127,6 +197,12 @@ int32_t SmoothSurface(Surface* from, Surface* to, int32_t, float smoothAmount,
 int32_t SmoothSurfaceWeighted(Surface* from, Surface* to, SmoothWeightPair weights,
                               SimdLevel level) {
     if (!from || !to || !from->pixels || !to->pixels) return 1;
+    // The direct 16-bit filter is the faster only with AVX-512; below it the
+    // row kernels of smooth_kernels.h are.
+    if (DirectMean(*from, *to, weights)) {
+        if (from->depth == 32) return SmoothDirect32(*from, *to, level);
+        if (level >= SimdLevel::kAvx512Vbmi) return SmoothDirect16(*from, *to, level);
+    }
     const bool sixteen = to->depth == 16;
     Pass pass{from,
               to,
