@@ -17,7 +17,9 @@ struct Kind16 {
     struct Line {
         uint16_t start[3], step[3];
         uint16_t flicker;
+        const uint16_t* table;  // the entries, for the scalar loop
     };
+    static constexpr uint32_t kEntries = kRamp16Entries;
     static constexpr int kGrainShift = 12;
     static Line MakeLine(const RampLine& r, int32_t flicker) {
         Line l{};
@@ -54,7 +56,9 @@ struct Kind32 {
     struct Line {
         uint32_t start[3], step[3];
         uint32_t flicker;
+        const uint32_t* table;  // the entries, for the scalar loop
     };
+    static constexpr uint32_t kEntries = kRamp32Entries;
     static constexpr int kGrainShift = 10;
     static Line MakeLine(const RampLine& r, int32_t flicker) {
         Line l{};
@@ -92,10 +96,17 @@ template <class K>
 using RunFunction = void (*)(const typename K::Word*, typename K::Word*, int32_t, const int8_t*,
                              const typename K::Line&);
 
+// Without vectors a table of the entries beats computing them.
 template <class K>
 __attribute__((optimize("no-tree-vectorize"))) void RunScalar(const typename K::Word* s, typename K::Word* d,
                                                                int32_t n, const int8_t* g, const typename K::Line& l) {
-    MapRun<K>(s, d, n, g, l);
+    const auto* table = l.table;
+    constexpr uint32_t kMask = K::kEntries - 1;
+    if (g) {
+        for (int32_t x = 0; x < n; ++x) StorePixel(d, x, table[K::Level(l, LoadPixel(s, x), g[x]) & kMask]);
+    } else {
+        for (int32_t x = 0; x < n; ++x) StorePixel(d, x, table[K::Level(l, LoadPixel(s, x), 0) & kMask]);
+    }
 }
 template <class K>
 void RunSse2(const typename K::Word* s, typename K::Word* d, int32_t n, const int8_t* g, const typename K::Line& l) {
@@ -135,7 +146,12 @@ void GreyMap(const PixelRows& rows, const RampLine& ramp, int32_t flicker, Grain
     using Word = typename K::Word;
     if (rows.rows <= 0 || rows.width <= 0) return;
     const RunFunction<K> run = RunFor<K>(level);
-    const typename K::Line line = K::MakeLine(ramp, flicker);
+    typename K::Line line = K::MakeLine(ramp, flicker);
+    Word table[K::kEntries];
+    if (level == SimdLevel::kScalar) {
+        for (uint32_t i = 0; i < K::kEntries; ++i) table[i] = K::Entry(line, static_cast<Word>(i));
+        line.table = table;
+    }
     int8_t values[kChunk];
     for (int32_t y = 0; y < rows.rows; ++y) {
         const Word* src = rows.srcRow<Word>(y);
