@@ -1,322 +1,176 @@
 #include "temporal/film_grain.h"
 
+#include <algorithm>
 #include <cstring>
-#include <type_traits>
 
-#include "render/intrinsics.h"
+#include "temporal/grain_rows.h"
 
 namespace {
 
-// What differs between the three pixel kinds.
-struct Kind555 {
+// What differs between the three pixel kinds. Level is a pixel's brightness
+// plus flicker and grain; Entry looks it up in the ramp, computing the entry
+// from the ramp's line. The 16-bit kinds work modulo 2^16 throughout, which
+// lets the vector levels keep sixteen-bit lanes.
+template <class Pack, int32_t (*kBrightness)(uint32_t)>
+struct Kind16 {
     using Word = uint16_t;
-    using Entry = uint16_t;
+    struct Line {
+        uint16_t start[3], step[3];
+        uint16_t flicker;
+        const uint16_t* table;  // the entries, for the scalar loop
+    };
+    static constexpr uint32_t kEntries = kRamp16Entries;
     static constexpr int kGrainShift = 12;
-    static constexpr uint32_t kIndexMask = kRamp16Entries - 1;
-    static int32_t Brightness(uint32_t p) { return Brightness555(p); }
+    static Line MakeLine(const RampLine& r, int32_t flicker) {
+        Line l{};
+        for (int c = 0; c < 3; ++c) {
+            l.start[c] = static_cast<uint16_t>(r.start[c]);
+            l.step[c] = static_cast<uint16_t>(r.step[c]);
+        }
+        l.flicker = static_cast<uint16_t>(flicker);
+        return l;
+    }
+    __attribute__((always_inline)) static uint16_t Level(const Line& l, uint16_t p, int8_t grain) {
+        return static_cast<uint16_t>(kBrightness(p) + l.flicker + grain);
+    }
+    __attribute__((always_inline)) static uint16_t Entry(const Line& l, uint16_t level) {
+        const uint16_t i = level & (kRamp16Entries - 1);
+        const uint16_t top = kRamp16Entries / 2 - 1;
+        const uint16_t at = i >= kRamp16Entries * 3 / 4 ? 0 : (i < top ? i : top);
+        return Pack()(static_cast<uint16_t>(l.start[0] + at * l.step[0]),
+                      static_cast<uint16_t>(l.start[1] + at * l.step[1]),
+                      static_cast<uint16_t>(l.start[2] + at * l.step[2]));
+    }
 };
-struct Kind565 {
-    using Word = uint16_t;
-    using Entry = uint16_t;
-    static constexpr int kGrainShift = 12;
-    static constexpr uint32_t kIndexMask = kRamp16Entries - 1;
-    static int32_t Brightness(uint32_t p) { return Brightness565(p); }
+struct Pack555 {
+    uint16_t operator()(uint16_t r, uint16_t g, uint16_t b) const { return PackRamp555(r, g, b); }
 };
+struct Pack565 {
+    uint16_t operator()(uint16_t r, uint16_t g, uint16_t b) const { return PackRamp565(r, g, b); }
+};
+using Kind555 = Kind16<Pack555, Brightness555>;
+using Kind565 = Kind16<Pack565, Brightness565>;
+
 struct Kind32 {
     using Word = uint32_t;
-    using Entry = uint32_t;
+    struct Line {
+        uint32_t start[3], step[3];
+        uint32_t flicker;
+        const uint32_t* table;  // the entries, for the scalar loop
+    };
+    static constexpr uint32_t kEntries = kRamp32Entries;
     static constexpr int kGrainShift = 10;
-    static constexpr uint32_t kIndexMask = kRamp32Entries - 1;
-    static int32_t Brightness(uint32_t p) { return Brightness32(p); }
-};
-
-template <class K, bool kGrain>
-void RowScalar(const typename K::Word* src, typename K::Word* dst, int32_t from, int32_t to,
-               const typename K::Entry* ramp, int32_t flicker, RandomTable* grain) {
-    for (int32_t x = from; x < to; ++x) {
-        int32_t b = K::Brightness(LoadPixel(src, x)) + flicker;
-        if constexpr (kGrain) b += NextGrain(*grain, K::kGrainShift);
-        StorePixel(dst, x, ramp[static_cast<uint32_t>(b) & K::kIndexMask]);
-    }
-}
-
-template <class K, bool kGrain>
-void RowsScalar(const PixelRows& rows, const typename K::Entry* ramp, int32_t flicker, RandomTable* grain) {
-    using Word = typename K::Word;
-    for (int32_t y = 0; y < rows.rows; ++y)
-        RowScalar<K, kGrain>(rows.srcRow<Word>(y), rows.dstRow<Word>(y), 0, rows.width, ramp, flicker, grain);
-}
-
-// What the vector paths read the grain from: the table followed by its first
-// entries again, so that a run of entries can be read from any start without
-// wrapping, and for every start the sum of the cursor steps of the 16 entries
-// from there. Cursor A moves at most 7 an entry, so the 16 entries that a
-// block of 16 pixels reads lie within 128 of where it starts.
-constexpr int32_t kWindow = 128;
-constexpr int32_t kBlock = 16;
-struct GrainScratch {
-    uint32_t values[kRandomTableSize + kWindow];
-    uint32_t blockSteps[kRandomTableSize];
-};
-
-void PrepareScratch(const RandomTable& t, GrainScratch& s) {
-    std::memcpy(s.values, t.values, sizeof t.values);
-    std::memcpy(s.values + kRandomTableSize, t.values, sizeof(uint32_t) * kWindow);
-    uint32_t sum = 0;
-    for (int32_t i = 0; i < kBlock; ++i) sum += s.values[i] & 7;
-    for (int32_t i = 0; i < kRandomTableSize; ++i) {
-        s.blockSteps[i] = sum;
-        sum += (s.values[i + kBlock] & 7) - (s.values[i] & 7);
-    }
-}
-
-// ---- AVX2: eight pixels a step in 32-bit lanes ----
-
-#define FILM_AVX2 __attribute__((target("avx2"), always_inline)) inline
-
-template <class K>
-FILM_AVX2 __m256i Load8(const typename K::Word* p) {
-    if constexpr (sizeof(typename K::Word) == 2)
-        return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
-    else
-        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-}
-
-template <class K>
-FILM_AVX2 void Store8(typename K::Word* p, __m256i v) {
-    if constexpr (sizeof(typename K::Word) == 2) {
-        // Entries are 16 bits wide, so the unsigned saturation keeps them.
-        const __m128i packed = _mm_packus_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), packed);
-    } else {
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
-    }
-}
-
-template <class K>
-FILM_AVX2 __m256i Brightness8(__m256i p) {
-    const __m256i m31 = _mm256_set1_epi32(31);
-    if constexpr (std::is_same_v<K, Kind555>) {
-        return _mm256_add_epi32(
-            _mm256_add_epi32(_mm256_and_si256(_mm256_srli_epi32(p, 4), _mm256_set1_epi32(0x3E)),
-                             _mm256_and_si256(_mm256_srli_epi32(p, 10), m31)),
-            _mm256_and_si256(p, m31));
-    } else if constexpr (std::is_same_v<K, Kind565>) {
-        return _mm256_add_epi32(
-            _mm256_add_epi32(_mm256_and_si256(_mm256_srli_epi32(p, 5), _mm256_set1_epi32(63)),
-                             _mm256_and_si256(_mm256_srli_epi32(p, 11), m31)),
-            _mm256_and_si256(p, m31));
-    } else {
-        const __m256i m255 = _mm256_set1_epi32(255);
-        const __m256i sum = _mm256_add_epi32(
-            _mm256_add_epi32(_mm256_and_si256(_mm256_srli_epi32(p, 7), _mm256_set1_epi32(0x1FE)),
-                             _mm256_and_si256(_mm256_srli_epi32(p, 16), m255)),
-            _mm256_and_si256(p, m255));
-        return _mm256_srli_epi32(sum, 1);
-    }
-}
-
-// Lanes moved up by k, zeros coming in: the steps of a running sum.
-template <int k>
-FILM_AVX2 __m256i ShiftLanesUp8(__m256i v) {
-    const __m256i index = _mm256_setr_epi32(0 - k, 1 - k, 2 - k, 3 - k, 4 - k, 5 - k, 6 - k, 7 - k);
-    const __m256i moved = _mm256_permutevar8x32_epi32(v, index);
-    return _mm256_blend_epi32(moved, _mm256_setzero_si256(), (1 << k) - 1);
-}
-
-template <class K, bool kGrain>
-__attribute__((target("avx2"))) void RowsAvx2(const PixelRows& rows, const typename K::Entry* ramp,
-                                              int32_t flicker, RandomTable* grain) {
-    using Word = typename K::Word;
-    constexpr int kScale = sizeof(typename K::Entry);
-    const __m256i flick = _mm256_set1_epi32(flicker);
-    const __m256i indexMask = _mm256_set1_epi32(static_cast<int32_t>(K::kIndexMask));
-    const __m256i entryMask = _mm256_set1_epi32(kScale == 2 ? 0xFFFF : -1);
-    const __m256i tableMask = _mm256_set1_epi32(kRandomTableSize - 1);
-    GrainScratch scratch;
-    if (kGrain) PrepareScratch(*grain, scratch);
-    const int* values = reinterpret_cast<const int*>(scratch.values);
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const Word* src = rows.srcRow<Word>(y);
-        Word* dst = rows.dstRow<Word>(y);
-        int32_t x = 0;
-        if constexpr (kGrain) {
-            uint32_t b = grain->cursorB;
-            __m256i a = _mm256_set1_epi32(static_cast<int32_t>(grain->cursorA));
-            for (; x + 8 <= rows.width; x += 8) {
-                __m256i level = _mm256_add_epi32(Brightness8<K>(Load8<K>(src + x)), flick);
-                const __m256i r = _mm256_loadu_si256(
-                    reinterpret_cast<const __m256i*>(scratch.values + ((b + 1) & (kRandomTableSize - 1))));
-                b += 8;
-                __m256i steps = _mm256_and_si256(r, _mm256_set1_epi32(7));
-                steps = _mm256_add_epi32(steps, ShiftLanesUp8<1>(steps));
-                steps = _mm256_add_epi32(steps, ShiftLanesUp8<2>(steps));
-                steps = _mm256_add_epi32(steps, ShiftLanesUp8<4>(steps));
-                const __m256i cursors = _mm256_add_epi32(a, steps);
-                a = _mm256_permutevar8x32_epi32(cursors, _mm256_set1_epi32(7));
-                __m256i n = _mm256_i32gather_epi32(values, _mm256_and_si256(cursors, tableMask), 4);
-                n = _mm256_srlv_epi32(n, _mm256_and_si256(_mm256_srli_epi32(r, 5), _mm256_set1_epi32(15)));
-                n = _mm256_srai_epi32(_mm256_slli_epi32(n, 16), 16 + K::kGrainShift);
-                level = _mm256_add_epi32(level, n);
-                const __m256i entry = _mm256_i32gather_epi32(reinterpret_cast<const int*>(ramp),
-                                                             _mm256_and_si256(level, indexMask), kScale);
-                Store8<K>(dst + x, _mm256_and_si256(entry, entryMask));
-            }
-            grain->cursorB = b;
-            grain->cursorA = static_cast<uint32_t>(_mm256_cvtsi256_si32(a));
-        } else {
-            for (; x + 8 <= rows.width; x += 8) {
-                const __m256i level = _mm256_add_epi32(Brightness8<K>(Load8<K>(src + x)), flick);
-                const __m256i entry = _mm256_i32gather_epi32(reinterpret_cast<const int*>(ramp),
-                                                             _mm256_and_si256(level, indexMask), kScale);
-                Store8<K>(dst + x, _mm256_and_si256(entry, entryMask));
-            }
+    static Line MakeLine(const RampLine& r, int32_t flicker) {
+        Line l{};
+        for (int c = 0; c < 3; ++c) {
+            l.start[c] = static_cast<uint32_t>(r.start[c]);
+            l.step[c] = static_cast<uint32_t>(r.step[c]);
         }
-        RowScalar<K, kGrain>(src, dst, x, rows.width, ramp, flicker, grain);
+        l.flicker = static_cast<uint32_t>(flicker);
+        return l;
     }
-}
-
-// ---- AVX-512: sixteen pixels a step ----
-
-#define FILM_AVX512 __attribute__((target("avx512f,avx512bw"), always_inline)) inline
-
-template <class K>
-FILM_AVX512 __m512i Load16(const typename K::Word* p) {
-    if constexpr (sizeof(typename K::Word) == 2)
-        return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
-    else
-        return _mm512_loadu_si512(p);
-}
-
-template <class K>
-FILM_AVX512 __m512i Brightness16(__m512i p) {
-    const __m512i m31 = _mm512_set1_epi32(31);
-    if constexpr (std::is_same_v<K, Kind555>) {
-        return _mm512_add_epi32(
-            _mm512_add_epi32(_mm512_and_si512(_mm512_srli_epi32(p, 4), _mm512_set1_epi32(0x3E)),
-                             _mm512_and_si512(_mm512_srli_epi32(p, 10), m31)),
-            _mm512_and_si512(p, m31));
-    } else if constexpr (std::is_same_v<K, Kind565>) {
-        return _mm512_add_epi32(
-            _mm512_add_epi32(_mm512_and_si512(_mm512_srli_epi32(p, 5), _mm512_set1_epi32(63)),
-                             _mm512_and_si512(_mm512_srli_epi32(p, 11), m31)),
-            _mm512_and_si512(p, m31));
-    } else {
-        const __m512i m255 = _mm512_set1_epi32(255);
-        const __m512i sum = _mm512_add_epi32(
-            _mm512_add_epi32(_mm512_and_si512(_mm512_srli_epi32(p, 7), _mm512_set1_epi32(0x1FE)),
-                             _mm512_and_si512(_mm512_srli_epi32(p, 16), m255)),
-            _mm512_and_si512(p, m255));
-        return _mm512_srli_epi32(sum, 1);
+    __attribute__((always_inline)) static uint32_t Level(const Line& l, uint32_t p, int8_t grain) {
+        return static_cast<uint32_t>(Brightness32(p)) + l.flicker + static_cast<uint32_t>(grain);
     }
-}
-
-template <int k>
-FILM_AVX512 __m512i ShiftLanesUp16(__m512i v) {
-    return _mm512_alignr_epi32(v, _mm512_setzero_si512(), 16 - k);
-}
-
-// The 256-entry 16-bit ramp as eight registers, looked up with four word
-// permutes of 64 entries each, chosen by bits 6 and 7 of the index.
-struct Ramp16Registers {
-    __m512i part[8];
+    __attribute__((always_inline)) static uint32_t Entry(const Line& l, uint32_t level) {
+        const uint32_t i = level & (kRamp32Entries - 1);
+        const uint32_t top = kRamp32Entries / 2 - 1;
+        const uint32_t at = i >= kRamp32Entries * 3 / 4 ? 0 : (i < top ? i : top);
+        return PackRamp32(l.start[0] + at * l.step[0], l.start[1] + at * l.step[1], l.start[2] + at * l.step[2]);
+    }
 };
 
+// One run of pixels, written once and compiled for each level; grain, when
+// not null, holds a byte for each pixel.
 template <class K>
-FILM_AVX512 Ramp16Registers LoadRamp(const typename K::Entry* ramp) {
-    Ramp16Registers r{};
-    if constexpr (sizeof(typename K::Entry) == 2)
-        for (int i = 0; i < 8; ++i) r.part[i] = _mm512_loadu_si512(ramp + 32 * i);
-    return r;
-}
-
-// Sixteen ramp entries for the levels in 32-bit lanes, stored as pixels.
-template <class K>
-FILM_AVX512 void LookUpAndStore(typename K::Word* dst, const typename K::Entry* ramp, const Ramp16Registers& r,
-                                __m512i level) {
-    if constexpr (sizeof(typename K::Entry) == 2) {
-        const __m512i index = _mm512_zextsi256_si512(_mm512_cvtepi32_epi16(level));
-        const __m512i low = _mm512_mask_blend_epi16(_mm512_test_epi16_mask(index, _mm512_set1_epi16(64)),
-                                                    _mm512_permutex2var_epi16(r.part[0], index, r.part[1]),
-                                                    _mm512_permutex2var_epi16(r.part[2], index, r.part[3]));
-        const __m512i high = _mm512_mask_blend_epi16(_mm512_test_epi16_mask(index, _mm512_set1_epi16(64)),
-                                                     _mm512_permutex2var_epi16(r.part[4], index, r.part[5]),
-                                                     _mm512_permutex2var_epi16(r.part[6], index, r.part[7]));
-        const __m512i entries =
-            _mm512_mask_blend_epi16(_mm512_test_epi16_mask(index, _mm512_set1_epi16(128)), low, high);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm512_castsi512_si256(entries));
+__attribute__((always_inline)) inline void MapRun(const typename K::Word* src, typename K::Word* dst, int32_t n,
+                                                  const int8_t* grain, const typename K::Line& line) {
+    if (grain) {
+        for (int32_t x = 0; x < n; ++x) StorePixel(dst, x, K::Entry(line, K::Level(line, LoadPixel(src, x), grain[x])));
     } else {
-        const __m512i index = _mm512_and_si512(level, _mm512_set1_epi32(static_cast<int32_t>(K::kIndexMask)));
-        _mm512_storeu_si512(dst, _mm512_i32gather_epi32(index, ramp, 4));
+        for (int32_t x = 0; x < n; ++x) StorePixel(dst, x, K::Entry(line, K::Level(line, LoadPixel(src, x), 0)));
     }
 }
 
-// The grain of sixteen pixels: the entries under cursor B's next sixteen
-// positions give cursor A's steps, whose running sum places each lane in
-// the 128-entry window from cursor A; the window is read with four dword
-// permutes of 32 entries, chosen by bits 5 and 6 of the lane's offset.
 template <class K>
-FILM_AVX512 __m512i Grain16(const GrainScratch& s, uint32_t& a, uint32_t& b) {
-    const uint32_t start = (b + 1) & (kRandomTableSize - 1);
-    const __m512i r = _mm512_loadu_si512(s.values + start);
-    __m512i offset = _mm512_and_si512(r, _mm512_set1_epi32(7));
-    offset = _mm512_add_epi32(offset, ShiftLanesUp16<1>(offset));
-    offset = _mm512_add_epi32(offset, ShiftLanesUp16<2>(offset));
-    offset = _mm512_add_epi32(offset, ShiftLanesUp16<4>(offset));
-    offset = _mm512_add_epi32(offset, ShiftLanesUp16<8>(offset));
-    const uint32_t* window = s.values + (a & (kRandomTableSize - 1));
-    __m512i part[8];
-    for (int i = 0; i < 8; ++i) part[i] = _mm512_loadu_si512(window + 16 * i);
-    const __mmask16 bit5 = _mm512_test_epi32_mask(offset, _mm512_set1_epi32(32));
-    const __m512i low = _mm512_mask_blend_epi32(bit5, _mm512_permutex2var_epi32(part[0], offset, part[1]),
-                                                _mm512_permutex2var_epi32(part[2], offset, part[3]));
-    const __m512i high = _mm512_mask_blend_epi32(bit5, _mm512_permutex2var_epi32(part[4], offset, part[5]),
-                                                 _mm512_permutex2var_epi32(part[6], offset, part[7]));
-    __m512i n = _mm512_mask_blend_epi32(_mm512_test_epi32_mask(offset, _mm512_set1_epi32(64)), low, high);
-    a += s.blockSteps[start];
-    b += kBlock;
-    n = _mm512_srlv_epi32(n, _mm512_and_si512(_mm512_srli_epi32(r, 5), _mm512_set1_epi32(15)));
-    return _mm512_srai_epi32(_mm512_slli_epi32(n, 16), 16 + K::kGrainShift);
+using RunFunction = void (*)(const typename K::Word*, typename K::Word*, int32_t, const int8_t*,
+                             const typename K::Line&);
+
+// Without vectors a table of the entries beats computing them.
+template <class K>
+__attribute__((optimize("no-tree-vectorize"))) void RunScalar(const typename K::Word* s, typename K::Word* d,
+                                                               int32_t n, const int8_t* g, const typename K::Line& l) {
+    const auto* table = l.table;
+    constexpr uint32_t kMask = K::kEntries - 1;
+    if (g) {
+        for (int32_t x = 0; x < n; ++x) StorePixel(d, x, table[K::Level(l, LoadPixel(s, x), g[x]) & kMask]);
+    } else {
+        for (int32_t x = 0; x < n; ++x) StorePixel(d, x, table[K::Level(l, LoadPixel(s, x), 0) & kMask]);
+    }
+}
+template <class K>
+void RunSse2(const typename K::Word* s, typename K::Word* d, int32_t n, const int8_t* g, const typename K::Line& l) {
+    MapRun<K>(s, d, n, g, l);
+}
+template <class K>
+__attribute__((target("avx2"))) void RunAvx2(const typename K::Word* s, typename K::Word* d, int32_t n,
+                                             const int8_t* g, const typename K::Line& l) {
+    MapRun<K>(s, d, n, g, l);
+}
+template <class K>
+__attribute__((target("avx512f,avx512bw,prefer-vector-width=512"))) void RunAvx512(const typename K::Word* s,
+                                                                                  typename K::Word* d, int32_t n,
+                                                                                  const int8_t* g,
+                                                                                  const typename K::Line& l) {
+    MapRun<K>(s, d, n, g, l);
 }
 
-template <class K, bool kGrain>
-__attribute__((target("avx512f,avx512bw"))) void RowsAvx512(const PixelRows& rows, const typename K::Entry* ramp,
-                                                           int32_t flicker, RandomTable* grain) {
+template <class K>
+RunFunction<K> RunFor(SimdLevel level) {
+    switch (level) {
+    case SimdLevel::kScalar: return RunScalar<K>;
+    case SimdLevel::kSse2: return RunSse2<K>;
+    case SimdLevel::kAvx2: return RunAvx2<K>;
+    case SimdLevel::kAvx512Vbmi: return RunAvx512<K>;
+    }
+    return RunScalar<K>;
+}
+
+// The grain of up to kChunk pixels is gathered from the grain's rows into one
+// run, so that the vector loops see whole picture rows rather than the
+// pieces between the ends of the grain's rows.
+constexpr int32_t kChunk = 4096;
+
+template <class K>
+void GreyMap(const PixelRows& rows, const RampLine& ramp, int32_t flicker, GrainRows* grain, SimdLevel level) {
     using Word = typename K::Word;
-    const __m512i flick = _mm512_set1_epi32(flicker);
-    const Ramp16Registers ramp16 = LoadRamp<K>(ramp);
-    GrainScratch scratch;
-    if (kGrain) PrepareScratch(*grain, scratch);
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const Word* src = rows.srcRow<Word>(y);
-        Word* dst = rows.dstRow<Word>(y);
-        int32_t x = 0;
-        if constexpr (kGrain) {
-            uint32_t a = grain->cursorA, b = grain->cursorB;
-            for (; x + kBlock <= rows.width; x += kBlock) {
-                const __m512i level = _mm512_add_epi32(Brightness16<K>(Load16<K>(src + x)), flick);
-                LookUpAndStore<K>(dst + x, ramp, ramp16, _mm512_add_epi32(level, Grain16<K>(scratch, a, b)));
-            }
-            grain->cursorA = a;
-            grain->cursorB = b;
-        } else {
-            for (; x + kBlock <= rows.width; x += kBlock)
-                LookUpAndStore<K>(dst + x, ramp, ramp16, _mm512_add_epi32(Brightness16<K>(Load16<K>(src + x)), flick));
-        }
-        RowScalar<K, kGrain>(src, dst, x, rows.width, ramp, flicker, grain);
-    }
-}
-
-template <class K>
-void GreyMap(const PixelRows& rows, const typename K::Entry* ramp, int32_t flicker, RandomTable* grain,
-             SimdLevel level) {
     if (rows.rows <= 0 || rows.width <= 0) return;
-    if (level >= SimdLevel::kAvx512Vbmi) {
-        grain ? RowsAvx512<K, true>(rows, ramp, flicker, grain) : RowsAvx512<K, false>(rows, ramp, flicker, grain);
-    } else if (level >= SimdLevel::kAvx2) {
-        grain ? RowsAvx2<K, true>(rows, ramp, flicker, grain) : RowsAvx2<K, false>(rows, ramp, flicker, grain);
-    } else {
-        grain ? RowsScalar<K, true>(rows, ramp, flicker, grain) : RowsScalar<K, false>(rows, ramp, flicker, grain);
+    const RunFunction<K> run = RunFor<K>(level);
+    typename K::Line line = K::MakeLine(ramp, flicker);
+    Word table[K::kEntries];
+    if (level == SimdLevel::kScalar) {
+        for (uint32_t i = 0; i < K::kEntries; ++i) table[i] = K::Entry(line, static_cast<Word>(i));
+        line.table = table;
+    }
+    int8_t values[kChunk];
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const Word* src = rows.srcRow<Word>(y);
+        Word* dst = rows.dstRow<Word>(y);
+        if (!grain) {
+            run(src, dst, rows.width, nullptr, line);
+            continue;
+        }
+        for (int32_t x = 0; x < rows.width;) {
+            const int32_t chunk = std::min(rows.width - x, kChunk);
+            for (int32_t filled = 0; filled < chunk;) {
+                const int8_t* piece = nullptr;
+                const int32_t n = grain->Take(chunk - filled, piece);
+                std::memcpy(values + filled, piece, static_cast<size_t>(n));
+                filled += n;
+            }
+            run(src + x, dst + x, chunk, values, line);
+            x += chunk;
+        }
     }
 }
 
@@ -338,13 +192,13 @@ __attribute__((target("avx512f,avx512bw,prefer-vector-width=512"))) void InvertA
 
 }  // namespace
 
-void GreyMap555(const PixelRows& rows, const uint16_t* ramp, int32_t flicker, RandomTable* grain, SimdLevel level) {
+void GreyMap555(const PixelRows& rows, const RampLine& ramp, int32_t flicker, GrainRows* grain, SimdLevel level) {
     GreyMap<Kind555>(rows, ramp, flicker, grain, level);
 }
-void GreyMap565(const PixelRows& rows, const uint16_t* ramp, int32_t flicker, RandomTable* grain, SimdLevel level) {
+void GreyMap565(const PixelRows& rows, const RampLine& ramp, int32_t flicker, GrainRows* grain, SimdLevel level) {
     GreyMap<Kind565>(rows, ramp, flicker, grain, level);
 }
-void GreyMap32(const PixelRows& rows, const uint32_t* ramp, int32_t flicker, RandomTable* grain, SimdLevel level) {
+void GreyMap32(const PixelRows& rows, const RampLine& ramp, int32_t flicker, GrainRows* grain, SimdLevel level) {
     GreyMap<Kind32>(rows, ramp, flicker, grain, level);
 }
 

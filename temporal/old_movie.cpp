@@ -27,30 +27,13 @@ void FillRandomTable(RandomTable& table) {
 
 namespace {
 
-// Channels run in steps of a 128th (16 bits) or a 512th (32 bits) of the
-// distance from dark to light, in signed arithmetic.
-struct Channels {
-    int32_t r, g, b;
-};
-
-uint16_t Pack16(const Channels& c, int32_t format) {
-    if (format == kFormat565)
-        return static_cast<uint16_t>(((c.g >> 5) & 0x7E0) | ((c.b >> 11) & 0x1F) | (c.r & 0xF800));
-    return static_cast<uint16_t>(((c.g >> 6) & 0x3E0) | ((c.b >> 11) & 0x1F) | ((c.r >> 1) & 0x7C00));
-}
-
-uint32_t Pack32(const Channels& c) {
-    return static_cast<uint32_t>(((c.r >> 16) & 255) << 16 | ((c.g >> 16) & 255) << 8 | ((c.b >> 16) & 255));
-}
-
 template <class Entry, class Pack>
-void FillRamp(Entry* ramp, int32_t entries, int32_t steps, Channels c, const Channels& step, Pack pack) {
-    for (int32_t i = 0; i < steps; ++i) {
-        ramp[i] = pack(c);
-        c.r += step.r;
-        c.g += step.g;
-        c.b += step.b;
-    }
+void FillRamp(Entry* ramp, int32_t entries, const RampLine& line, Pack pack) {
+    const int32_t steps = entries / 2;
+    for (int32_t i = 0; i < steps; ++i)
+        ramp[i] = pack(static_cast<uint32_t>(line.start[0] + i * line.step[0]),
+                       static_cast<uint32_t>(line.start[1] + i * line.step[1]),
+                       static_cast<uint32_t>(line.start[2] + i * line.step[2]));
     // Overshoot lands on the light end, a negative brightness on the dark end.
     const int32_t topEnd = steps + (entries - steps) / 2;
     for (int32_t i = steps; i < topEnd; ++i) ramp[i] = ramp[steps - 1];
@@ -121,23 +104,32 @@ void PaintDirt(Surface& target, Word colour, int32_t h, int32_t w) {
 
 }  // namespace
 
+RampLine MakeRampLine(const FilmColour& dark, const FilmColour& light, int32_t depth) {
+    const int32_t scale = depth == 32 ? 256 : 1, shift = depth == 32 ? 1 : 7;
+    return RampLine{{dark.red * scale, dark.green * scale, dark.blue * scale},
+                    {(light.red - dark.red) >> shift, (light.green - dark.green) >> shift,
+                     (light.blue - dark.blue) >> shift}};
+}
+
 uint8_t* BuildRamp(const FilmColour& dark, const FilmColour& light, int32_t depth, int32_t format) {
     if (depth == 8) return static_cast<uint8_t*>(::operator new(256));
+    const RampLine line = MakeRampLine(dark, light, depth);
     if (depth == 16) {
         auto* ramp = static_cast<uint16_t*>(::operator new(sizeof(uint16_t) * kRamp16Storage));
-        const Channels start{dark.red, dark.green, dark.blue};
-        const Channels step{(light.red - dark.red) >> 7, (light.green - dark.green) >> 7,
-                            (light.blue - dark.blue) >> 7};
-        FillRamp(ramp, kRamp16Entries, 128, start, step, [format](const Channels& c) { return Pack16(c, format); });
+        if (format == kFormat565)
+            FillRamp(ramp, kRamp16Entries, line, [](uint32_t r, uint32_t g, uint32_t b) {
+                return PackRamp565(static_cast<uint16_t>(r), static_cast<uint16_t>(g), static_cast<uint16_t>(b));
+            });
+        else
+            FillRamp(ramp, kRamp16Entries, line, [](uint32_t r, uint32_t g, uint32_t b) {
+                return PackRamp555(static_cast<uint16_t>(r), static_cast<uint16_t>(g), static_cast<uint16_t>(b));
+            });
         ramp[kRamp16Entries] = ramp[kRamp16Entries + 1] = 0;
         return reinterpret_cast<uint8_t*>(ramp);
     }
     if (depth == 32) {
         auto* ramp = static_cast<uint32_t*>(::operator new(sizeof(uint32_t) * kRamp32Entries));
-        const Channels start{dark.red * 256, dark.green * 256, dark.blue * 256};
-        const Channels step{(light.red - dark.red) >> 1, (light.green - dark.green) >> 1,
-                            (light.blue - dark.blue) >> 1};
-        FillRamp(ramp, kRamp32Entries, 512, start, step, Pack32);
+        FillRamp(ramp, kRamp32Entries, line, PackRamp32);
         return reinterpret_cast<uint8_t*>(ramp);
     }
     return nullptr;
@@ -170,6 +162,8 @@ OldMovieEffect::OldMovieEffect(const OldMovieParams* params) {
     ramp = BuildRamp(record.darkColour, record.lightColour, static_cast<int32_t>(depth),
                      static_cast<int32_t>(formatCopy));
     if (!ramp) failed = 1;
+    line = MakeRampLine(record.darkColour, record.lightColour, static_cast<int32_t>(depth));
+    if (depth == 16 || depth == 32) grainRows = std::make_unique<GrainRows>(noise, depth == 32 ? 10 : 12);
     // The kernels work on two pictures of one size: a larger source is read
     // through a destination-sized copy, a smaller one is drawn at its own size
     // and copied out at the end of each frame.
@@ -194,22 +188,21 @@ void OldMovieEffect::ProcessPixels() {
         CopySurface(source, destination);
         return;
     }
-    RandomTable* grain = record.grain ? &noise : nullptr;
+    GrainRows* grain = record.grain ? grainRows.get() : nullptr;
     switch (depth) {
     case 8: InvertBytes(WordLoop(1), level); return;
     case 16: {
         const int32_t f = static_cast<int16_t>(StepMovieSeed()) >> 11;
-        const auto* ramp16 = reinterpret_cast<const uint16_t*>(ramp);
         const int32_t flicker = record.flicker ? f : 0;
         if (formatCopy == kFormat565)
-            GreyMap565(WordLoop(2), ramp16, flicker, grain, level);
+            GreyMap565(WordLoop(2), line, flicker, grain, level);
         else
-            GreyMap555(WordLoop(2), ramp16, flicker, grain, level);
+            GreyMap555(WordLoop(2), line, flicker, grain, level);
         return;
     }
     case 32: {
         const int32_t f = static_cast<int16_t>(StepMovieSeed()) >> 9;
-        GreyMap32(WordLoop(4), reinterpret_cast<const uint32_t*>(ramp), record.flicker ? f : 0, grain, level);
+        GreyMap32(WordLoop(4), line, record.flicker ? f : 0, grain, level);
         return;
     }
     default: return;

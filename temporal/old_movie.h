@@ -5,10 +5,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "render/render_interface.h"
 #include "render/simd_level.h"
 #include "temporal/film_grain.h"
+#include "temporal/grain_rows.h"
 
 constexpr uint32_t kOldMovieVersion = 2302;
 
@@ -55,6 +57,10 @@ int32_t StepMovieSeed();
 // 2048 pairs of 16-bit outputs, then the cursors set from the first two words.
 void FillRandomTable(RandomTable& table);
 
+// The line of the ramp from dark to light at a depth of 16 or 32: 128 steps
+// of the colours at 16 bits, 512 at 32.
+RampLine MakeRampLine(const FilmColour& dark, const FilmColour& light, int32_t depth);
+
 // The ramp from dark to light in the pixel format of the depth (8: 256 bytes
 // left as they are; 16: 256 words; 32: 1024 words), or null for another depth.
 // Its last stretches repeat the ends, so that an overshooting or negative
@@ -73,8 +79,10 @@ public:
     OldMovieParams record;
     uint32_t createdTime;
     uint32_t lastFrameTime;
-    uint8_t* ramp;
+    uint8_t* ramp;  // the dirt takes its first entry
+    RampLine line;
     RandomTable noise;
+    std::unique_ptr<GrainRows> grainRows;  // over noise, at 16 and 32 bits
     SimdLevel level;
 
 private:

@@ -4,6 +4,7 @@
 // sequences of frames from a fresh seed.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "effect_fixture.h"
 #include "kernel_support.h"
 #include "temporal/film_grain.h"
+#include "temporal/grain_rows.h"
 #include "temporal/old_movie.h"
 
 namespace {
@@ -120,7 +122,9 @@ constexpr FilmColour kBlack{0, 0, 0, 0}, kWhite{0, 0xFF00, 0xFF00, 0xFF00};
 
 TEST(OldMovieRamp, BothDepthsAndFormats) {
     const FilmColour sepia{0, 0xFF00, 0xB000, 0x7000}, inverse{0, 0xE000, 0x4000, 0xFF00};
-    for (auto [dark, light] : {std::pair{kBlack, kWhite}, std::pair{sepia, kBlack}, std::pair{inverse, sepia}})
+    const FilmColour odd{0, 0x0001, 0xFFFF, 0x8001};  // channels that step below zero and past 0xFF00
+    for (auto [dark, light] : {std::pair{kBlack, kWhite}, std::pair{sepia, kBlack}, std::pair{inverse, sepia},
+                               std::pair{odd, kBlack}, std::pair{kWhite, odd}})
         for (int32_t format : {1, 2, 3}) {
             uint8_t* ramp = BuildRamp(dark, light, format == 3 ? 32 : 16, format);
             std::vector<uint32_t> got(format == 3 ? 1024 : 256);
@@ -156,38 +160,80 @@ RandomTable RandomNoise(uint32_t seed) {
     return t;
 }
 
-// A grey kernel over padded rows of every width from 1 to 70, with and
-// without grain, against the model: every word of the output rows and the
-// cursors after the call.
-template <class Word, class Kernel>
-void ExpectGreyMatches(Kernel kernel, int32_t format) {
-    const auto ramp = RandomWords<Word>(format == 3 ? 1024 + 2 : kRamp16Storage, 99);
-    const std::vector<uint32_t> rampModel(ramp.begin(), ramp.begin() + (format == 3 ? 1024 : 256));
-    const Word marker = Word(0xA5A5A5A5u);
-    for (SimdLevel level : Levels())
-        for (int width = 1; width <= 70; ++width)
-            for (bool grain : {false, true}) {
-                const int rows = 3, srcStride = width + 2, dstStride = width + 4;
-                const int32_t flicker = format == 3 ? width * 29 % 128 - 64 : width * 7 % 32 - 16;
-                const auto src = RandomWords<Word>(size_t(rows) * srcStride, width);
-                std::vector<Word> dst(size_t(rows) * dstStride, marker);
-                RandomTable table = RandomNoise(width);
-                Noise noise{table.cursorA, table.cursorB, std::vector<uint32_t>(table.values, table.values + 2048)};
-                kernel(PixelRows{reinterpret_cast<const uint8_t*>(src.data()), int32_t(srcStride * sizeof(Word)),
-                                 reinterpret_cast<uint8_t*>(dst.data()), int32_t(dstStride * sizeof(Word)), rows,
-                                 width},
-                       ramp.data(), flicker, grain ? &table : nullptr, level);
-                std::vector<Word> expected(dst.size(), marker);
-                for (int y = 0; y < rows; ++y) {
-                    std::vector<uint32_t> in(src.begin() + y * srcStride, src.begin() + y * srcStride + width), out(width);
-                    GreyMap(in, out, rampModel, format, flicker, grain ? &noise : nullptr);
-                    std::copy(out.begin(), out.end(), expected.begin() + y * dstStride);
-                }
-                SCOPED_TRACE(testing::Message() << "level " << int(level) << " width " << width << " grain " << grain);
-                ASSERT_EQ(dst, expected);
+// The grain in runs of many lengths, against the model's steps one by one:
+// for a random table, and for one whose cursor A comes back to the same row
+// every pass of cursor B (steps of 1, 2048 a pass), so rows are reused.
+TEST(OldMovieGrain, RowsFollowTheCursorWalk) {
+    RandomTable constant = RandomNoise(7);
+    for (uint32_t& v : constant.values) v = (v & ~7u) | 1;
+    for (const RandomTable& start : {RandomNoise(3), constant})
+        for (int shift : {12, 10}) {
+            RandomTable table = start;
+            Noise noise{table.cursorA, table.cursorB, std::vector<uint32_t>(table.values, table.values + 2048)};
+            GrainRows rows(table, shift);
+            int64_t taken = 0;
+            for (int32_t most : {1, 13, 2048, 5000, 3, 2047, 4096, 700, 9000, 1}) {
+                const int8_t* grain = nullptr;
+                const int32_t n = rows.Take(most, grain);
+                const uint32_t first = (noise.b + 1) & 0x7FF;
+                ASSERT_EQ(n, std::min<int32_t>(most, int32_t(2048 - first))) << "after " << taken;
+                for (int32_t i = 0; i < n; ++i) ASSERT_EQ(grain[i], Grain(noise, shift)) << "at " << taken + i;
                 ASSERT_EQ(table.cursorA, noise.a);
                 ASSERT_EQ(table.cursorB, noise.b);
+                taken += n;
             }
+            // Whole passes, as a film makes them frame after frame.
+            for (int pass = 0; pass < 40; ++pass) {
+                const int8_t* grain = nullptr;
+                const int32_t n = rows.Take(2048, grain);
+                for (int32_t i = 0; i < n; ++i) ASSERT_EQ(grain[i], Grain(noise, shift)) << "pass " << pass;
+            }
+            EXPECT_EQ(table.cursorA, noise.a);
+            EXPECT_EQ(table.cursorB, noise.b);
+        }
+}
+
+// A grey kernel over padded rows of every width from 1 to 70, with and
+// without grain, for three pairs of colours and flickers far beyond a frame's
+// own (so that every stretch of the ramp is read), against the model: every
+// word of the output rows and the cursors after the call.
+template <class Word, class Kernel>
+void ExpectGreyMatches(Kernel kernel, int32_t format) {
+    const int32_t depth = format == 3 ? 32 : 16;
+    const FilmColour sepia{0, 0xFF00, 0xB000, 0x7000}, odd{0, 0x0001, 0xFFFF, 0x8001};
+    const Word marker = Word(0xA5A5A5A5u);
+    for (auto [dark, light] : {std::pair{kBlack, kWhite}, std::pair{sepia, odd}, std::pair{odd, kBlack}}) {
+        const RampLine line = MakeRampLine(dark, light, depth);
+        const std::vector<uint32_t> rampModel = Ramp(dark, light, format);
+        for (SimdLevel level : Levels())
+            for (int width = 1; width <= 70; ++width)
+                for (bool grain : {false, true}) {
+                    const int rows = 3, srcStride = width + 2, dstStride = width + 4;
+                    const int32_t flicker = width * 2971 % 4096 - 2048;
+                    const auto src = RandomWords<Word>(size_t(rows) * srcStride, width);
+                    std::vector<Word> dst(size_t(rows) * dstStride, marker);
+                    RandomTable table = RandomNoise(width);
+                    GrainRows grainRows(table, format == 3 ? 10 : 12);
+                    Noise noise{table.cursorA, table.cursorB,
+                                std::vector<uint32_t>(table.values, table.values + 2048)};
+                    kernel(PixelRows{reinterpret_cast<const uint8_t*>(src.data()), int32_t(srcStride * sizeof(Word)),
+                                     reinterpret_cast<uint8_t*>(dst.data()), int32_t(dstStride * sizeof(Word)), rows,
+                                     width},
+                           line, flicker, grain ? &grainRows : nullptr, level);
+                    std::vector<Word> expected(dst.size(), marker);
+                    for (int y = 0; y < rows; ++y) {
+                        std::vector<uint32_t> in(src.begin() + y * srcStride, src.begin() + y * srcStride + width),
+                            out(width);
+                        GreyMap(in, out, rampModel, format, flicker, grain ? &noise : nullptr);
+                        std::copy(out.begin(), out.end(), expected.begin() + y * dstStride);
+                    }
+                    SCOPED_TRACE(testing::Message() << "level " << int(level) << " width " << width << " grain "
+                                                    << grain << " light red " << light.red);
+                    ASSERT_EQ(dst, expected);
+                    ASSERT_EQ(table.cursorA, noise.a);
+                    ASSERT_EQ(table.cursorB, noise.b);
+                }
+    }
 }
 
 TEST(OldMovieKernels, GreyMapsAtEveryLevel) {
