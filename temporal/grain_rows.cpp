@@ -1,6 +1,8 @@
 #include "temporal/grain_rows.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <new>
 
 GrainRows::GrainRows(RandomTable& table, int shift) : table_(table), shift_(shift) {
     uint32_t sum = 0;
@@ -9,28 +11,22 @@ GrainRows::GrainRows(RandomTable& table, int shift) : table_(table), shift_(shif
         sum += table.values[i] & 7;
     }
     before_[kRandomTableSize] = sum;
+    // Row key holds the grain of a pixel whose cursor B lands on entry j when
+    // cursor A, less the steps of the entries before j, is key.
+    rows_.reset(new (std::nothrow) int8_t[size_t{kRandomTableSize} * kRandomTableSize]);
+    if (!rows_) return;
+    const uint32_t* values = table.values;
+    constexpr uint32_t kMask = kRandomTableSize - 1;
+    for (uint32_t key = 0; key < kRandomTableSize; ++key) {
+        int8_t* row = rows_.get() + size_t{key} * kRandomTableSize;
+        for (uint32_t j = 0; j < kRandomTableSize; ++j) {
+            const uint32_t n = values[(key + before_[j + 1]) & kMask] >> ((values[j] >> 5) & 15);
+            row[j] = static_cast<int8_t>(static_cast<int16_t>(n) >> shift_);
+        }
+    }
 }
 
-// Row key holds the grain of a pixel whose cursor B lands on entry j when
-// cursor A, less the steps of the entries before j, is key.
-const int8_t* GrainRows::Row(uint32_t key) {
-    constexpr size_t kRowBytes = kRandomTableSize;
-    if (!rows_) {
-        rows_.reset(new int8_t[kRowBytes * kRandomTableSize]);
-        made_.reset(new uint8_t[kRandomTableSize]());
-    }
-    int8_t* row = rows_.get() + key * kRowBytes;
-    if (made_[key]) return row;
-    const uint32_t* values = table_.values;
-    constexpr uint32_t kMask = kRandomTableSize - 1;
-    for (uint32_t j = 0; j < kRandomTableSize; ++j) {
-        const uint32_t a = key + before_[j + 1];
-        const uint32_t n = values[a & kMask] >> ((values[j] >> 5) & 15);
-        row[j] = static_cast<int8_t>(static_cast<int16_t>(n) >> shift_);
-    }
-    made_[key] = 1;
-    return row;
-}
+const int8_t* GrainRows::Row(uint32_t key) const { return rows_.get() + size_t{key} * kRandomTableSize; }
 
 int32_t GrainRows::Take(int32_t most, const int8_t*& grain) {
     constexpr uint32_t kMask = kRandomTableSize - 1;

@@ -163,7 +163,10 @@ OldMovieEffect::OldMovieEffect(const OldMovieParams* params) {
                      static_cast<int32_t>(formatCopy));
     if (!ramp) failed = 1;
     line = MakeRampLine(record.darkColour, record.lightColour, static_cast<int32_t>(depth));
-    if (depth == 16 || depth == 32) grainRows = std::make_unique<GrainRows>(noise, depth == 32 ? 10 : 12);
+    if (record.grain && (depth == 16 || depth == 32)) {
+        grainRows.reset(new (std::nothrow) GrainRows(noise, depth == 32 ? 10 : 12));
+        if (!grainRows || !grainRows->ready()) failed = 1;
+    }
     // The kernels work on two pictures of one size: a larger source is read
     // through a destination-sized copy, a smaller one is drawn at its own size
     // and copied out at the end of each frame.
