@@ -165,7 +165,10 @@ OldMovieEffect::OldMovieEffect(const OldMovieParams* params) {
     line = MakeRampLine(record.darkColour, record.lightColour, static_cast<int32_t>(depth));
     if (record.grain && (depth == 16 || depth == 32)) {
         grainRows.reset(new (std::nothrow) GrainRows(noise, depth == 32 ? 10 : 12));
-        if (!grainRows || !grainRows->ready()) failed = 1;
+        if (!grainRows || !grainRows->ready())
+            failed = 1;
+        else if (int64_t{SurfaceWidth(*destination)} * SurfaceHeight(*destination) >= kMakeAllGrainPixels)
+            grainRows->MakeAll();
     }
     // The kernels work on two pictures of one size: a larger source is read
     // through a destination-sized copy, a smaller one is drawn at its own size
