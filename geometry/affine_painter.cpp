@@ -5,6 +5,8 @@
 // the pixels one by one, in order: on this processor that beats a gather,
 // and a painter that reads what it has just written (in place) reads it as
 // the one-pixel loop does.
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "geometry/affine_matrix.h"
@@ -151,28 +153,87 @@ __attribute__((target("avx512f,avx512bw"))) void RowAvx512(const AffineSource& s
 }
 
 template <class Pixel>
+void PaintRun(const AffineSource& s, Pixel* out, const RowWalk& w, SimdLevel level) {
+    if (level >= SimdLevel::kAvx512Vbmi)
+        RowAvx512(s, out, w);
+    else if (level >= SimdLevel::kAvx2)
+        RowAvx2(s, out, w);
+    else
+        RowScalar(s, out, w);
+}
+
+// Rows are painted in bands, and each band in blocks of columns: a turned
+// matrix walks a row of the output across many source rows, one cache line
+// (and often one page) per pixel, and the next output row walks beside it.
+// Blocks keep those lines in the first-level cache from one row to the
+// next. The order only matters when the target shares the source's memory;
+// such a target is painted row by row.
+constexpr int32_t kBandRows = 128;
+constexpr int32_t kBlockColumns = 64;
+
+bool SharesMemory(const AffineSource& s, const SpanTarget& t, int32_t rows) {
+    const auto src = reinterpret_cast<uintptr_t>(s.pixels);
+    const uintptr_t srcEnd = src + static_cast<uintptr_t>(s.height - 1) * static_cast<uint32_t>(s.rowBytes) +
+                             static_cast<uintptr_t>(s.width) * static_cast<uint32_t>(s.bytesPerPixel);
+    const auto first = reinterpret_cast<uintptr_t>(t.row);
+    const uintptr_t span = static_cast<uintptr_t>(rows - 1) * static_cast<uintptr_t>(t.rowStep < 0 ? -t.rowStep : t.rowStep);
+    const uintptr_t lo = t.rowStep < 0 ? first - span : first;
+    const uintptr_t hi = (t.rowStep < 0 ? first : first + span) +
+                         static_cast<uintptr_t>(t.tileColumns) * static_cast<uint32_t>(s.bytesPerPixel);
+    return lo < srcEnd && src < hi;
+}
+
+template <class Pixel>
 void PaintRows(const AffineSource& s, const AffineMatrix& m, const SpanTarget& t, double xOffset, double yOffset,
                SimdLevel level) {
     const int32_t U = s.width << 17, V = s.height << 17;
     const Steps steps =
         MakeSteps(IntoPeriod(Fixed(((m.a + m.c * 0.0) + m.e) - ((m.a * 0.0 + m.c * 0.0) + m.e)), U),
                   IntoPeriod(Fixed(((m.b + m.d * 0.0) + m.f) - ((m.b * 0.0 + m.d * 0.0) + m.f)), V), U, V);
-    RowWalk w{&steps, 0, 0, 0};
-    for (int32_t i = 0; i < t.rows; ++i) {
+    // A run past the tile ends the call before its row.
+    int32_t rows = t.rows;
+    if (t.spans)
+        for (int32_t i = 0; i < rows; ++i)
+            if (t.spans[i].End > t.tileColumns) rows = i;
+    if (rows <= 0) return;
+    auto rowStart = [&](int32_t i, RowWalk& w) -> Pixel* {
         const int32_t start = t.spans ? t.spans[i].Start : 0;
         const double X = start + xOffset, Y = i + yOffset;
         w.u = IntoPeriod(Fixed(m.a * X + m.c * Y + m.e), U);
         w.v = IntoPeriod(Fixed(m.b * X + m.d * Y + m.f), V);
-        if (t.spans && t.spans[i].End > t.tileColumns) return;
         w.count = t.spans ? t.spans[i].End - start : t.tileColumns;
-        if (w.count <= 0) continue;
-        Pixel* out = reinterpret_cast<Pixel*>(t.row + i * t.rowStep) + start;
-        if (level >= SimdLevel::kAvx512Vbmi)
-            RowAvx512(s, out, w);
-        else if (level >= SimdLevel::kAvx2)
-            RowAvx2(s, out, w);
-        else
-            RowScalar(s, out, w);
+        return reinterpret_cast<Pixel*>(t.row + i * t.rowStep) + start;
+    };
+    if (SharesMemory(s, t, rows)) {
+        for (int32_t i = 0; i < rows; ++i) {
+            RowWalk w{&steps, 0, 0, 0};
+            Pixel* out = rowStart(i, w);
+            if (w.count > 0) PaintRun(s, out, w, level);
+        }
+        return;
+    }
+    // The coordinates one block on: the recurrence stepped kBlockColumns
+    // times is the sum taken modulo the period.
+    const auto blockU = static_cast<int32_t>(int64_t{steps.du} * kBlockColumns % U);
+    const auto blockV = static_cast<int32_t>(int64_t{steps.dv} * kBlockColumns % V);
+    RowWalk walks[kBandRows];
+    Pixel* outs[kBandRows];
+    for (int32_t band = 0; band < rows; band += kBandRows) {
+        const int32_t n = std::min(kBandRows, rows - band);
+        int32_t widest = 0;
+        for (int32_t k = 0; k < n; ++k) {
+            walks[k].steps = &steps;
+            outs[k] = rowStart(band + k, walks[k]);
+            widest = std::max(widest, walks[k].count);
+        }
+        for (int32_t done = 0; done < widest; done += kBlockColumns)
+            for (int32_t k = 0; k < n; ++k) {
+                RowWalk& w = walks[k];
+                if (w.count <= done) continue;
+                PaintRun(s, outs[k] + done, RowWalk{&steps, w.u, w.v, std::min(kBlockColumns, w.count - done)}, level);
+                Step(w.u, blockU, U);
+                Step(w.v, blockV, V);
+            }
     }
 }
 

@@ -7,9 +7,17 @@
 
 namespace {
 
-template <class Pixel>
-void ReverseScalar(Pixel* dst, const Pixel* srcEnd, int32_t count) {
-    for (int32_t k = 0; k < count; ++k) std::memcpy(dst + k, srcEnd - 1 - k, sizeof(Pixel));
+// Four 16-bit or two 32-bit pixels per 64-bit word, then one by one.
+void ReverseScalar(uint8_t* dst, const uint8_t* srcEnd, int32_t count, int bytes) {
+    int32_t k = 0;
+    for (; k + 8 / bytes <= count; k += 8 / bytes) {
+        uint64_t w;
+        std::memcpy(&w, srcEnd - (k + 8 / bytes) * bytes, 8);
+        w = (w >> 32) | (w << 32);
+        if (bytes == 2) w = ((w >> 16) & 0x0000FFFF0000FFFFull) | ((w & 0x0000FFFF0000FFFFull) << 16);
+        std::memcpy(dst + k * bytes, &w, 8);
+    }
+    for (; k < count; ++k) std::memcpy(dst + k * bytes, srcEnd - (k + 1) * bytes, static_cast<size_t>(bytes));
 }
 
 // Word reversal of one register, by pixel width and level.
@@ -34,37 +42,72 @@ __attribute__((target("avx512f,avx512bw"))) inline __m512i Reverse512(__m512i v,
     return _mm512_permutexvar_epi16(words, v);
 }
 
-// Whole registers of reversed pixels, then the rest one by one. Returns the
-// pixels done.
-__attribute__((target("sse2"))) int32_t ReverseSse2(uint8_t* dst, const uint8_t* srcEnd, int32_t count, int bytes) {
+// Whole registers of reversed pixels; a run that does not fill the last
+// register ends with one that overlaps the one before (the runs do not
+// overlap each other, so pixels written twice get the same value). Runs
+// shorter than one register go down a level.
+__attribute__((target("sse2"))) void ReverseSse2(uint8_t* dst, const uint8_t* srcEnd, int32_t count, int bytes) {
     const int32_t lanes = 16 / bytes;
+    if (count < lanes) return ReverseScalar(dst, srcEnd, count, bytes);
     int32_t k = 0;
     for (; k + lanes <= count; k += lanes) {
         const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(srcEnd - (k + lanes) * bytes));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + k * bytes), Reverse128(v, bytes));
     }
-    return k;
+    if (k < count) {
+        k = count - lanes;
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(srcEnd - (k + lanes) * bytes));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + k * bytes), Reverse128(v, bytes));
+    }
 }
 
-__attribute__((target("avx2"))) int32_t ReverseAvx2(uint8_t* dst, const uint8_t* srcEnd, int32_t count, int bytes) {
+__attribute__((target("avx2"))) void ReverseAvx2(uint8_t* dst, const uint8_t* srcEnd, int32_t count, int bytes) {
     const int32_t lanes = 32 / bytes;
+    if (count < lanes) return ReverseSse2(dst, srcEnd, count, bytes);
     int32_t k = 0;
     for (; k + lanes <= count; k += lanes) {
         const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(srcEnd - (k + lanes) * bytes));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + k * bytes), Reverse256(v, bytes));
     }
-    return k;
+    if (k < count) {
+        k = count - lanes;
+        const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(srcEnd - (k + lanes) * bytes));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + k * bytes), Reverse256(v, bytes));
+    }
 }
 
-__attribute__((target("avx512f,avx512bw"))) int32_t ReverseAvx512(uint8_t* dst, const uint8_t* srcEnd,
-                                                                  int32_t count, int bytes) {
+// Runs shorter than a register are one masked load and store: the load
+// takes the top count words of the register ending at srcEnd, which after
+// the reversal are the low count words stored.
+__attribute__((target("avx512f,avx512bw"))) void ReverseAvx512(uint8_t* dst, const uint8_t* srcEnd, int32_t count,
+                                                               int bytes) {
     const int32_t lanes = 64 / bytes;
+    if (count <= 0) return;
+    if (count < lanes) {
+        // Computed as an integer: the register may begin before the run's
+        // memory, whose masked-off words are never touched.
+        const void* from = reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(srcEnd) - 64);
+        const uint32_t low = static_cast<uint32_t>((uint64_t{1} << count) - 1);
+        if (bytes == 4) {
+            const __mmask16 m = static_cast<__mmask16>(low);
+            const __m512i v = _mm512_maskz_loadu_epi32(static_cast<__mmask16>(m << (16 - count)), from);
+            _mm512_mask_storeu_epi32(dst, m, Reverse512(v, 4));
+        } else {
+            const __m512i v = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(low) << (32 - count), from);
+            _mm512_mask_storeu_epi16(dst, static_cast<__mmask32>(low), Reverse512(v, 2));
+        }
+        return;
+    }
     int32_t k = 0;
     for (; k + lanes <= count; k += lanes) {
         const __m512i v = _mm512_loadu_si512(srcEnd - (k + lanes) * bytes);
         _mm512_storeu_si512(dst + k * bytes, Reverse512(v, bytes));
     }
-    return k;
+    if (k < count) {
+        k = count - lanes;
+        const __m512i v = _mm512_loadu_si512(srcEnd - (k + lanes) * bytes);
+        _mm512_storeu_si512(dst + k * bytes, Reverse512(v, bytes));
+    }
 }
 
 // Moves bytes from src to dst, cut where either run would leave the plane.
@@ -97,19 +140,14 @@ void ForPixel(const PixelPlane& plane, uint8_t* p, Body body) {
 }  // namespace
 
 void ReversePixels(uint8_t* dst, const uint8_t* srcEnd, int32_t count, int32_t bytesPerPixel, SimdLevel level) {
-    int32_t done = 0;
     if (level >= SimdLevel::kAvx512Vbmi)
-        done = ReverseAvx512(dst, srcEnd, count, bytesPerPixel);
+        ReverseAvx512(dst, srcEnd, count, bytesPerPixel);
     else if (level >= SimdLevel::kAvx2)
-        done = ReverseAvx2(dst, srcEnd, count, bytesPerPixel);
+        ReverseAvx2(dst, srcEnd, count, bytesPerPixel);
     else if (level >= SimdLevel::kSse2)
-        done = ReverseSse2(dst, srcEnd, count, bytesPerPixel);
-    dst += done * bytesPerPixel;
-    srcEnd -= done * bytesPerPixel;
-    if (bytesPerPixel == 4)
-        ReverseScalar(reinterpret_cast<uint32_t*>(dst), reinterpret_cast<const uint32_t*>(srcEnd), count - done);
+        ReverseSse2(dst, srcEnd, count, bytesPerPixel);
     else
-        ReverseScalar(reinterpret_cast<uint16_t*>(dst), reinterpret_cast<const uint16_t*>(srcEnd), count - done);
+        ReverseScalar(dst, srcEnd, count, bytesPerPixel);
 }
 
 void MirrorColumnsRight(const PixelPlane& plane, uint8_t* p, int32_t cols, int32_t rows, SimdLevel level) {
