@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "geometry/diagonal_blocks.h"
 #include "render/intrinsics.h"
 
 namespace {
@@ -123,6 +124,7 @@ struct Square {
     ptrdiff_t rowBytes;
 
     Pixel* at(ptrdiff_t r, ptrdiff_t x) const { return reinterpret_cast<Pixel*>(p + r * rowBytes) + x; }
+    uint8_t* bytes(ptrdiff_t r, ptrdiff_t x) const { return p + r * rowBytes + x * ptrdiff_t{sizeof(Pixel)}; }
     void move(ptrdiff_t r, ptrdiff_t x, ptrdiff_t r2, ptrdiff_t x2) const {
         std::memcpy(at(r, x), at(r2, x2), sizeof(Pixel));
     }
@@ -175,49 +177,75 @@ void MirrorRowsDown(const PixelPlane& plane, uint8_t* p, int32_t cols, int32_t r
 // The diagonal mirrors read columns and write rows (or the reverse): they
 // walk their triangle in square blocks so that the lines of both stay in
 // cache. lo(j) and hi(j) bound the columns of row j (inclusive lo,
-// exclusive hi); body moves one pixel.
-template <class Lo, class Hi, class Body>
-void Blocked(int32_t rowEnd, Lo lo, Hi hi, Body body) {
-    constexpr int32_t kBlock = 16;
+// exclusive hi); block(jb, xb) moves a whole block of the triangle at once,
+// body moves one pixel of the blocks the triangle's edges cut. The pixels
+// read lie across the diagonal from those written, so the order does not
+// matter.
+template <class Lo, class Hi, class BlockBody, class Body>
+void Blocked(int32_t rowEnd, Lo lo, Hi hi, BlockBody block, Body body) {
+    constexpr int32_t kBlock = kDiagonalBlock;
     int32_t widest = 0;
     for (int32_t j = 0; j < rowEnd; ++j) widest = std::max(widest, hi(j));
     for (int32_t jb = 0; jb < rowEnd; jb += kBlock)
-        for (int32_t xb = 0; xb < widest; xb += kBlock)
+        for (int32_t xb = 0; xb < widest; xb += kBlock) {
+            bool whole = jb + kBlock <= rowEnd;
+            for (int32_t j = jb; whole && j < jb + kBlock; ++j) whole = lo(j) <= xb && hi(j) >= xb + kBlock;
+            if (whole) {
+                block(jb, xb);
+                continue;
+            }
             for (int32_t j = jb; j < std::min(jb + kBlock, rowEnd); ++j)
                 for (int32_t x = std::max(xb, lo(j)); x < std::min(xb + kBlock, hi(j)); ++x) body(j, x);
+        }
 }
 
-void MirrorDiagonalDown(const PixelPlane& plane, uint8_t* p, int32_t count) {
+// The block at (jb, xb) takes its transpose from (xb, jb), or when outward
+// gives its transpose to it.
+template <class Sq>
+auto TransposeAt(const Sq& sq, const PixelPlane& plane, SimdLevel level, bool outward) {
+    return [=, &plane](int32_t jb, int32_t xb) {
+        uint8_t* here = sq.bytes(jb, xb);
+        uint8_t* there = sq.bytes(xb, jb);
+        TransposeBlock(outward ? there : here, outward ? here : there, plane.rowBytes, plane.bytesPerPixel, level);
+    };
+}
+
+void MirrorDiagonalDown(const PixelPlane& plane, uint8_t* p, int32_t count, SimdLevel level) {
     ForPixel(plane, p, [&](auto sq) {
-        Blocked(count, [](int32_t) { return 0; }, [](int32_t r) { return r; },
+        Blocked(count, [](int32_t) { return 0; }, [](int32_t r) { return r; }, TransposeAt(sq, plane, level, false),
                 [&](int32_t r, int32_t k) { sq.move(r, k, k, r); });
     });
 }
 
-void MirrorDiagonalUp(const PixelPlane& plane, uint8_t* p, int32_t count) {
+void MirrorDiagonalUp(const PixelPlane& plane, uint8_t* p, int32_t count, SimdLevel level) {
     ForPixel(plane, p, [&](auto sq) {
-        Blocked(count, [](int32_t) { return 0; }, [](int32_t r) { return r; },
+        Blocked(count, [](int32_t) { return 0; }, [](int32_t r) { return r; }, TransposeAt(sq, plane, level, true),
                 [&](int32_t r, int32_t k) { sq.move(k, r, r, k); });
     });
 }
 
-void MirrorDiagonalUpLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m) {
+void MirrorDiagonalUpLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m, SimdLevel level) {
     ForPixel(plane, p, [&](auto sq) {
         Blocked(n - 1, [](int32_t j) { return j + 1; }, [&](int32_t j) { return std::min(n - 1 - j, m - 1) + 1; },
-                [&](int32_t j, int32_t x) { sq.move(j, x, x, j); });
+                TransposeAt(sq, plane, level, false), [&](int32_t j, int32_t x) { sq.move(j, x, x, j); });
     });
 }
 
-void MirrorDiagonalDownLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m) {
+void MirrorDiagonalDownLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m, SimdLevel level) {
     ForPixel(plane, p, [&](auto sq) {
         Blocked(n - 1, [](int32_t j) { return j + 1; }, [&](int32_t j) { return std::min(n - 1 - j, m - 1) + 1; },
-                [&](int32_t j, int32_t x) { sq.move(x, j, j, x); });
+                TransposeAt(sq, plane, level, true), [&](int32_t j, int32_t x) { sq.move(x, j, j, x); });
     });
 }
 
-void MirrorAntiDiagonal(const PixelPlane& plane, uint8_t* p, int32_t c) {
+void MirrorAntiDiagonal(const PixelPlane& plane, uint8_t* p, int32_t c, SimdLevel level) {
     ForPixel(plane, p, [&](auto sq) {
-        Blocked(c - 1, [](int32_t) { return 0; }, [&](int32_t j) { return c - 1 - j; },
-                [&](int32_t j, int32_t k) { sq.move(c - 1 - k, c - 1 - j, j, k); });
+        Blocked(
+            c - 1, [](int32_t) { return 0; }, [&](int32_t j) { return c - 1 - j; },
+            [&](int32_t jb, int32_t xb) {
+                AntiTransposeBlock(sq.bytes(c - 8 - xb, c - 8 - jb), sq.bytes(jb, xb), plane.rowBytes,
+                                   plane.bytesPerPixel, level);
+            },
+            [&](int32_t j, int32_t k) { sq.move(c - 1 - k, c - 1 - j, j, k); });
     });
 }
