@@ -33,7 +33,7 @@ __attribute__((target("sse2"))) inline __m128i Reverse(__m128i v, int bytes) {
 }
 
 // c[i] becomes column i of the 8 rows r (16-bit words).
-__attribute__((target("sse2"))) void Transpose16(const __m128i r[8], __m128i c[8]) {
+__attribute__((target("sse2"), always_inline)) inline void Transpose16(const __m128i r[8], __m128i c[8]) {
     __m128i t[8], u[8];
     for (int k = 0; k < 4; ++k) {
         t[2 * k] = _mm_unpacklo_epi16(r[2 * k], r[2 * k + 1]);
@@ -53,7 +53,7 @@ __attribute__((target("sse2"))) void Transpose16(const __m128i r[8], __m128i c[8
 }
 
 // c[i] becomes column i of the 4 rows r (32-bit words).
-__attribute__((target("sse2"))) void Transpose32(const __m128i r[4], __m128i c[4]) {
+__attribute__((target("sse2"), always_inline)) inline void Transpose32(const __m128i r[4], __m128i c[4]) {
     const __m128i t0 = _mm_unpacklo_epi32(r[0], r[1]), t1 = _mm_unpacklo_epi32(r[2], r[3]);
     const __m128i t2 = _mm_unpackhi_epi32(r[0], r[1]), t3 = _mm_unpackhi_epi32(r[2], r[3]);
     c[0] = _mm_unpacklo_epi64(t0, t1);

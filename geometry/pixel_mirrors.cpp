@@ -1,6 +1,7 @@
 #include "geometry/pixel_mirrors.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 
 #include "geometry/diagonal_blocks.h"
@@ -184,10 +185,12 @@ void MirrorRowsDown(const PixelPlane& plane, uint8_t* p, int32_t cols, int32_t r
 template <class Lo, class Hi, class BlockBody, class Body>
 void Blocked(int32_t rowEnd, Lo lo, Hi hi, BlockBody block, Body body) {
     constexpr int32_t kBlock = kDiagonalBlock;
-    int32_t widest = 0;
-    for (int32_t j = 0; j < rowEnd; ++j) widest = std::max(widest, hi(j));
-    for (int32_t jb = 0; jb < rowEnd; jb += kBlock)
-        for (int32_t xb = 0; xb < widest; xb += kBlock) {
+    for (int32_t jb = 0; jb < rowEnd; jb += kBlock) {
+        // Only the blocks of this band of rows that the triangle reaches.
+        int32_t first = INT32_MAX, end = 0;
+        for (int32_t j = jb; j < std::min(jb + kBlock, rowEnd); ++j)
+            if (lo(j) < hi(j)) first = std::min(first, lo(j)), end = std::max(end, hi(j));
+        for (int32_t xb = first / kBlock * kBlock; xb < end; xb += kBlock) {
             bool whole = jb + kBlock <= rowEnd;
             for (int32_t j = jb; whole && j < jb + kBlock; ++j) whole = lo(j) <= xb && hi(j) >= xb + kBlock;
             if (whole) {
@@ -197,6 +200,7 @@ void Blocked(int32_t rowEnd, Lo lo, Hi hi, BlockBody block, Body body) {
             for (int32_t j = jb; j < std::min(jb + kBlock, rowEnd); ++j)
                 for (int32_t x = std::max(xb, lo(j)); x < std::min(xb + kBlock, hi(j)); ++x) body(j, x);
         }
+    }
 }
 
 // The block at (jb, xb) takes its transpose from (xb, jb), or when outward
