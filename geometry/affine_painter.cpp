@@ -4,7 +4,8 @@
 // coordinates the one-pixel recurrence reaches k steps on) and then move
 // the pixels one by one, in order: on this processor that beats a gather,
 // and a painter that reads what it has just written (in place) reads it as
-// the one-pixel loop does.
+// the one-pixel loop does. A run's last few pixels take the first lanes of
+// one more register.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -90,7 +91,6 @@ void RowScalar(const AffineSource& s, Pixel* out, RowWalk w) {
 
 template <class Pixel>
 __attribute__((target("avx2"))) void RowAvx2(const AffineSource& s, Pixel* out, RowWalk w) {
-    if (w.count < 8) return RowScalar(s, out, w);
     const Steps& st = *w.steps;
     const __m256i du = _mm256_set1_epi32(st.laneU[8]), dv = _mm256_set1_epi32(st.laneV[8]);
     const __m256i uLast = _mm256_set1_epi32(st.U - 1), vLast = _mm256_set1_epi32(st.V - 1);
@@ -105,30 +105,35 @@ __attribute__((target("avx2"))) void RowAvx2(const AffineSource& s, Pixel* out, 
     const __m256i rowBytes = _mm256_set1_epi32(s.rowBytes);
     const uint8_t* base = s.pixels;
     constexpr int kShift = sizeof(Pixel) == 4 ? 2 : 1;
-    int32_t j = 0;
-    for (; j + 8 <= w.count; j += 8) {
-        // Mirrored at the far edge: min(r, 2 SH - 1 - r) for r in 0 .. 2 SH - 1.
+    alignas(32) uint32_t at[8];
+    // The byte offsets of the 8 pixels from u, v, mirrored at the far edges:
+    // min(r, 2 SH - 1 - r) for r in 0 .. 2 SH - 1, and the same for x.
+    auto offsets = [&]() __attribute__((target("avx2"))) {
         const __m256i r = _mm256_min_epi32(_mm256_srli_epi32(v, 16), _mm256_sub_epi32(rTop, _mm256_srli_epi32(v, 16)));
         const __m256i x = _mm256_min_epi32(_mm256_srli_epi32(u, 16), _mm256_sub_epi32(xTop, _mm256_srli_epi32(u, 16)));
-        alignas(32) uint32_t at[8];
         _mm256_store_si256(reinterpret_cast<__m256i*>(at),
                            _mm256_add_epi32(_mm256_mullo_epi32(r, rowBytes), _mm256_slli_epi32(x, kShift)));
         KeepInMemory(at);
+    };
+    int32_t j = 0;
+    for (; j + 8 <= w.count; j += 8) {
+        offsets();
         for (int k = 0; k < 8; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
         u = _mm256_add_epi32(u, du);
         u = _mm256_sub_epi32(u, _mm256_and_si256(_mm256_cmpgt_epi32(u, uLast), U));
         v = _mm256_add_epi32(v, dv);
         v = _mm256_sub_epi32(v, _mm256_and_si256(_mm256_cmpgt_epi32(v, vLast), V));
     }
-    w.u = _mm256_cvtsi256_si32(u);
-    w.v = _mm256_cvtsi256_si32(v);
-    w.count -= j;
-    RowScalar(s, out + j, w);
+    // The last few pixels: the lanes up to the run's end.
+    if (j < w.count) {
+        offsets();
+        for (int k = 0; k < w.count - j; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
+    }
 }
 
 template <class Pixel>
 __attribute__((target("avx512f,avx512bw"))) void RowAvx512(const AffineSource& s, Pixel* out, RowWalk w) {
-    if (w.count < 16) return RowAvx2(s, out, w);
+    if (w.count <= 8) return RowAvx2(s, out, w);
     const Steps& st = *w.steps;
     const __m512i du = _mm512_set1_epi32(st.du16), dv = _mm512_set1_epi32(st.dv16);
     const __m512i U = _mm512_set1_epi32(st.U), V = _mm512_set1_epi32(st.V);
@@ -140,23 +145,26 @@ __attribute__((target("avx512f,avx512bw"))) void RowAvx512(const AffineSource& s
     const __m512i rowBytes = _mm512_set1_epi32(s.rowBytes);
     const uint8_t* base = s.pixels;
     constexpr int kShift = sizeof(Pixel) == 4 ? 2 : 1;
-    int32_t j = 0;
-    for (; j + 16 <= w.count; j += 16) {
+    alignas(64) uint32_t at[16];
+    auto offsets = [&]() __attribute__((target("avx512f,avx512bw"))) {
         const __m512i r = _mm512_min_epi32(_mm512_srli_epi32(v, 16), _mm512_sub_epi32(rTop, _mm512_srli_epi32(v, 16)));
         const __m512i x = _mm512_min_epi32(_mm512_srli_epi32(u, 16), _mm512_sub_epi32(xTop, _mm512_srli_epi32(u, 16)));
-        alignas(64) uint32_t at[16];
         _mm512_store_si512(at, _mm512_add_epi32(_mm512_mullo_epi32(r, rowBytes), _mm512_slli_epi32(x, kShift)));
         KeepInMemory(at);
+    };
+    int32_t j = 0;
+    for (; j + 16 <= w.count; j += 16) {
+        offsets();
         for (int k = 0; k < 16; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
         u = _mm512_add_epi32(u, du);
         u = _mm512_mask_sub_epi32(u, _mm512_cmpge_epi32_mask(u, U), u, U);
         v = _mm512_add_epi32(v, dv);
         v = _mm512_mask_sub_epi32(v, _mm512_cmpge_epi32_mask(v, V), v, V);
     }
-    w.u = _mm512_cvtsi512_si32(u);
-    w.v = _mm512_cvtsi512_si32(v);
-    w.count -= j;
-    RowAvx2(s, out + j, w);
+    if (j < w.count) {
+        offsets();
+        for (int k = 0; k < w.count - j; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
+    }
 }
 
 template <class Pixel>
