@@ -181,8 +181,8 @@ void PaintRun(const AffineSource& s, Pixel* out, const RowWalk& w, SimdLevel lev
 // matrix walks a row of the output across many source rows, one cache line
 // (and often one page) per pixel, and the next output row walks beside it.
 // Blocks keep those lines in the first-level cache from one row to the
-// next. The order only matters when the target shares the source's memory;
-// such a target is painted row by row.
+// next. The order only matters when the target shares the source's memory
+// (or its rows overlap); such a target is painted row by row.
 constexpr int32_t kBandRows = 128;
 constexpr int32_t kBlockColumns = 128;
 
@@ -217,9 +217,11 @@ void PaintRows(const AffineSource& s, const AffineMatrix& m, const SpanTarget& t
         w.u = IntoPeriod(Fixed(m.a * X + m.c * Y + m.e), U);
         w.v = IntoPeriod(Fixed(m.b * X + m.d * Y + m.f), V);
         w.count = t.spans ? t.spans[i].End - start : t.tileColumns;
-        return reinterpret_cast<Pixel*>(t.row + i * t.rowStep) + start;
+        return w.count > 0 ? reinterpret_cast<Pixel*>(t.row + i * t.rowStep) + start : nullptr;
     };
-    if (SharesMemory(s, t, rows)) {
+    // Rows closer than a tile's width would overlap: their order matters too.
+    const ptrdiff_t gap = t.rowStep < 0 ? -t.rowStep : t.rowStep;
+    if (SharesMemory(s, t, rows) || gap < ptrdiff_t{t.tileColumns} * s.bytesPerPixel) {
         for (int32_t i = 0; i < rows; ++i) {
             RowWalk w{&steps, 0, 0, 0};
             Pixel* out = rowStart(i, w);
