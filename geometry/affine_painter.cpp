@@ -63,11 +63,6 @@ struct RowWalk {
     int32_t count;
 };
 
-// Makes the compiler read the offsets back from memory, one load each,
-// rather than extract them from the register (two operations each, and the
-// bottleneck of the loop).
-inline void KeepInMemory(const uint32_t* at) { asm volatile("" : : "r"(at) : "memory"); }
-
 template <class Pixel>
 void RowScalar(const AffineSource& s, Pixel* out, RowWalk w) {
     // Everything in locals: the pixel stores could otherwise alias them.
@@ -113,7 +108,6 @@ __attribute__((target("avx2"))) void RowAvx2(const AffineSource& s, Pixel* out, 
         const __m256i x = _mm256_min_epi32(_mm256_srli_epi32(u, 16), _mm256_sub_epi32(xTop, _mm256_srli_epi32(u, 16)));
         _mm256_store_si256(reinterpret_cast<__m256i*>(at),
                            _mm256_add_epi32(_mm256_mullo_epi32(r, rowBytes), _mm256_slli_epi32(x, kShift)));
-        KeepInMemory(at);
     };
     int32_t j = 0;
     for (; j + 8 <= w.count; j += 8) {
@@ -150,7 +144,6 @@ __attribute__((target("avx512f,avx512bw"))) void RowAvx512(const AffineSource& s
         const __m512i r = _mm512_min_epi32(_mm512_srli_epi32(v, 16), _mm512_sub_epi32(rTop, _mm512_srli_epi32(v, 16)));
         const __m512i x = _mm512_min_epi32(_mm512_srli_epi32(u, 16), _mm512_sub_epi32(xTop, _mm512_srli_epi32(u, 16)));
         _mm512_store_si512(at, _mm512_add_epi32(_mm512_mullo_epi32(r, rowBytes), _mm512_slli_epi32(x, kShift)));
-        KeepInMemory(at);
     };
     int32_t j = 0;
     for (; j + 16 <= w.count; j += 16) {
@@ -177,27 +170,6 @@ void PaintRun(const AffineSource& s, Pixel* out, const RowWalk& w, SimdLevel lev
         RowScalar(s, out, w);
 }
 
-// Rows are painted in bands, and each band in blocks of columns: a turned
-// matrix walks a row of the output across many source rows, one cache line
-// (and often one page) per pixel, and the next output row walks beside it.
-// Blocks keep those lines in the first-level cache from one row to the
-// next. The order only matters when the target shares the source's memory
-// (or its rows overlap); such a target is painted row by row.
-constexpr int32_t kBandRows = 128;
-constexpr int32_t kBlockColumns = 128;
-
-bool SharesMemory(const AffineSource& s, const SpanTarget& t, int32_t rows) {
-    const auto src = reinterpret_cast<uintptr_t>(s.pixels);
-    const uintptr_t srcEnd = src + static_cast<uintptr_t>(s.height - 1) * static_cast<uint32_t>(s.rowBytes) +
-                             static_cast<uintptr_t>(s.width) * static_cast<uint32_t>(s.bytesPerPixel);
-    const auto first = reinterpret_cast<uintptr_t>(t.row);
-    const uintptr_t span = static_cast<uintptr_t>(rows - 1) * static_cast<uintptr_t>(t.rowStep < 0 ? -t.rowStep : t.rowStep);
-    const uintptr_t lo = t.rowStep < 0 ? first - span : first;
-    const uintptr_t hi = (t.rowStep < 0 ? first : first + span) +
-                         static_cast<uintptr_t>(t.tileColumns) * static_cast<uint32_t>(s.bytesPerPixel);
-    return lo < srcEnd && src < hi;
-}
-
 template <class Pixel>
 void PaintRows(const AffineSource& s, const AffineMatrix& m, const SpanTarget& t, double xOffset, double yOffset,
                SimdLevel level) {
@@ -210,47 +182,12 @@ void PaintRows(const AffineSource& s, const AffineMatrix& m, const SpanTarget& t
     if (t.spans)
         for (int32_t i = 0; i < rows; ++i)
             if (t.spans[i].End > t.tileColumns) rows = i;
-    if (rows <= 0) return;
-    auto rowStart = [&](int32_t i, RowWalk& w) -> Pixel* {
+    for (int32_t i = 0; i < rows; ++i) {
         const int32_t start = t.spans ? t.spans[i].Start : 0;
         const double X = start + xOffset, Y = i + yOffset;
-        w.u = IntoPeriod(Fixed(m.a * X + m.c * Y + m.e), U);
-        w.v = IntoPeriod(Fixed(m.b * X + m.d * Y + m.f), V);
-        w.count = t.spans ? t.spans[i].End - start : t.tileColumns;
-        return w.count > 0 ? reinterpret_cast<Pixel*>(t.row + i * t.rowStep) + start : nullptr;
-    };
-    // Rows closer than a tile's width would overlap: their order matters too.
-    const ptrdiff_t gap = t.rowStep < 0 ? -t.rowStep : t.rowStep;
-    if (SharesMemory(s, t, rows) || gap < ptrdiff_t{t.tileColumns} * s.bytesPerPixel) {
-        for (int32_t i = 0; i < rows; ++i) {
-            RowWalk w{&steps, 0, 0, 0};
-            Pixel* out = rowStart(i, w);
-            if (w.count > 0) PaintRun(s, out, w, level);
-        }
-        return;
-    }
-    // The coordinates one block on: the recurrence stepped kBlockColumns
-    // times is the sum taken modulo the period.
-    const auto blockU = static_cast<int32_t>(int64_t{steps.du} * kBlockColumns % U);
-    const auto blockV = static_cast<int32_t>(int64_t{steps.dv} * kBlockColumns % V);
-    RowWalk walks[kBandRows];
-    Pixel* outs[kBandRows];
-    for (int32_t band = 0; band < rows; band += kBandRows) {
-        const int32_t n = std::min(kBandRows, rows - band);
-        int32_t widest = 0;
-        for (int32_t k = 0; k < n; ++k) {
-            walks[k].steps = &steps;
-            outs[k] = rowStart(band + k, walks[k]);
-            widest = std::max(widest, walks[k].count);
-        }
-        for (int32_t done = 0; done < widest; done += kBlockColumns)
-            for (int32_t k = 0; k < n; ++k) {
-                RowWalk& w = walks[k];
-                if (w.count <= done) continue;
-                PaintRun(s, outs[k] + done, RowWalk{&steps, w.u, w.v, std::min(kBlockColumns, w.count - done)}, level);
-                Step(w.u, blockU, U);
-                Step(w.v, blockV, V);
-            }
+        RowWalk w{&steps, IntoPeriod(Fixed(m.a * X + m.c * Y + m.e), U), IntoPeriod(Fixed(m.b * X + m.d * Y + m.f), V),
+                  t.spans ? t.spans[i].End - start : t.tileColumns};
+        if (w.count > 0) PaintRun(s, reinterpret_cast<Pixel*>(t.row + i * t.rowStep) + start, w, level);
     }
 }
 
