@@ -84,6 +84,18 @@ void RowScalar(const AffineSource& s, Pixel* out, RowWalk w) {
     }
 }
 
+// Copies the 4 pixels at the byte offsets in at: the offsets leave the
+// register two at a time, as 64-bit words.
+template <class Pixel>
+__attribute__((target("avx2"), always_inline)) inline void CopyFour(Pixel* out, const uint8_t* base, __m128i at) {
+    const auto lo = static_cast<uint64_t>(_mm_cvtsi128_si64(at));
+    const auto hi = static_cast<uint64_t>(_mm_extract_epi64(at, 1));
+    std::memcpy(out, base + static_cast<uint32_t>(lo), sizeof(Pixel));
+    std::memcpy(out + 1, base + (lo >> 32), sizeof(Pixel));
+    std::memcpy(out + 2, base + static_cast<uint32_t>(hi), sizeof(Pixel));
+    std::memcpy(out + 3, base + (hi >> 32), sizeof(Pixel));
+}
+
 template <class Pixel>
 __attribute__((target("avx2"))) void RowAvx2(const AffineSource& s, Pixel* out, RowWalk w) {
     const Steps& st = *w.steps;
@@ -143,19 +155,22 @@ __attribute__((target("avx512f,avx512bw"))) void RowAvx512(const AffineSource& s
     auto offsets = [&]() __attribute__((target("avx512f,avx512bw"))) {
         const __m512i r = _mm512_min_epi32(_mm512_srli_epi32(v, 16), _mm512_sub_epi32(rTop, _mm512_srli_epi32(v, 16)));
         const __m512i x = _mm512_min_epi32(_mm512_srli_epi32(u, 16), _mm512_sub_epi32(xTop, _mm512_srli_epi32(u, 16)));
-        _mm512_store_si512(at, _mm512_add_epi32(_mm512_mullo_epi32(r, rowBytes), _mm512_slli_epi32(x, kShift)));
+        return _mm512_add_epi32(_mm512_mullo_epi32(r, rowBytes), _mm512_slli_epi32(x, kShift));
     };
     int32_t j = 0;
     for (; j + 16 <= w.count; j += 16) {
-        offsets();
-        for (int k = 0; k < 16; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
+        const __m512i o = offsets();
+        CopyFour(out + j, base, _mm512_castsi512_si128(o));
+        CopyFour(out + j + 4, base, _mm512_extracti32x4_epi32(o, 1));
+        CopyFour(out + j + 8, base, _mm512_extracti32x4_epi32(o, 2));
+        CopyFour(out + j + 12, base, _mm512_extracti32x4_epi32(o, 3));
         u = _mm512_add_epi32(u, du);
         u = _mm512_mask_sub_epi32(u, _mm512_cmpge_epi32_mask(u, U), u, U);
         v = _mm512_add_epi32(v, dv);
         v = _mm512_mask_sub_epi32(v, _mm512_cmpge_epi32_mask(v, V), v, V);
     }
     if (j < w.count) {
-        offsets();
+        _mm512_store_si512(at, offsets());
         for (int k = 0; k < w.count - j; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
     }
 }
