@@ -10,12 +10,12 @@
 
 namespace {
 
-template <bool kAnti>
-void BlockScalar(uint8_t* dst, const uint8_t* src, ptrdiff_t rowBytes, int32_t bytes) {
+template <bool kAnti, int kBytes>
+void BlockScalar(uint8_t* dst, const uint8_t* src, ptrdiff_t rowBytes) {
     for (int a = 0; a < 8; ++a)
         for (int b = 0; b < 8; ++b) {
             const int r = kAnti ? 7 - b : b, x = kAnti ? 7 - a : a;
-            std::memcpy(dst + a * rowBytes + b * bytes, src + r * rowBytes + x * bytes, static_cast<size_t>(bytes));
+            std::memcpy(dst + a * rowBytes + b * kBytes, src + r * rowBytes + x * kBytes, kBytes);
         }
 }
 
@@ -90,8 +90,10 @@ template <bool kAnti>
 void Block(uint8_t* dst, const uint8_t* src, ptrdiff_t rowBytes, int32_t bytes, SimdLevel level) {
     if (level >= SimdLevel::kSse2)
         BlockSse2<kAnti>(dst, src, rowBytes, bytes);
+    else if (bytes == 4)
+        BlockScalar<kAnti, 4>(dst, src, rowBytes);
     else
-        BlockScalar<kAnti>(dst, src, rowBytes, bytes);
+        BlockScalar<kAnti, 2>(dst, src, rowBytes);
 }
 
 }  // namespace

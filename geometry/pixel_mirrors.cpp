@@ -9,17 +9,17 @@
 
 namespace {
 
-// Four 16-bit or two 32-bit pixels per 64-bit word, then one by one.
+// One pixel at a time (the compiler vectorises the loop as it can).
+template <int kBytes>
+void ReverseWords(uint8_t* dst, const uint8_t* srcEnd, int32_t count) {
+    for (int32_t k = 0; k < count; ++k) std::memcpy(dst + k * kBytes, srcEnd - (k + 1) * kBytes, kBytes);
+}
+
 void ReverseScalar(uint8_t* dst, const uint8_t* srcEnd, int32_t count, int bytes) {
-    int32_t k = 0;
-    for (; k + 8 / bytes <= count; k += 8 / bytes) {
-        uint64_t w;
-        std::memcpy(&w, srcEnd - (k + 8 / bytes) * bytes, 8);
-        w = (w >> 32) | (w << 32);
-        if (bytes == 2) w = ((w >> 16) & 0x0000FFFF0000FFFFull) | ((w & 0x0000FFFF0000FFFFull) << 16);
-        std::memcpy(dst + k * bytes, &w, 8);
-    }
-    for (; k < count; ++k) std::memcpy(dst + k * bytes, srcEnd - (k + 1) * bytes, static_cast<size_t>(bytes));
+    if (bytes == 4)
+        ReverseWords<4>(dst, srcEnd, count);
+    else
+        ReverseWords<2>(dst, srcEnd, count);
 }
 
 // Word reversal of one register, by pixel width and level.
