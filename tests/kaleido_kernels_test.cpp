@@ -671,8 +671,8 @@ TEST(AffinePainter, SpanPastTheTileEndsTheCall) {
 }
 
 TEST(AffinePainter, LongRunsOverManyRowsPaintThePerPixelRule) {
-    // More rows than a band, runs over several blocks of columns, each from
-    // its own column, and one run past the tile that ends the call.
+    // Hundreds of rows of runs many registers long, each from its own column
+    // and ending at its own lane, and one run past the tile that ends the call.
     const AffineMatrix matrices[] = {
         {0.84, 0.0, 0.0, 0.84, 3.0, 2.0},            // along the source's rows
         {0.42, 0.7275, -0.7275, 0.42, 40.5, 9.25},   // turned by 60 degrees
