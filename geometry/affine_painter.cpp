@@ -4,7 +4,10 @@
 // coordinates the one-pixel recurrence reaches k steps on) and then move
 // the pixels one by one, in order: on this processor that beats a gather,
 // and a painter that reads what it has just written (in place) reads it as
-// the one-pixel loop does.
+// the one-pixel loop does. A run's last few pixels take the first lanes of
+// one more register.
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "geometry/affine_matrix.h"
@@ -81,9 +84,20 @@ void RowScalar(const AffineSource& s, Pixel* out, RowWalk w) {
     }
 }
 
+// Copies the 4 pixels at the byte offsets in at: the offsets leave the
+// register two at a time, as 64-bit words.
+template <class Pixel>
+__attribute__((target("avx2"), always_inline)) inline void CopyFour(Pixel* out, const uint8_t* base, __m128i at) {
+    const auto lo = static_cast<uint64_t>(_mm_cvtsi128_si64(at));
+    const auto hi = static_cast<uint64_t>(_mm_extract_epi64(at, 1));
+    std::memcpy(out, base + static_cast<uint32_t>(lo), sizeof(Pixel));
+    std::memcpy(out + 1, base + (lo >> 32), sizeof(Pixel));
+    std::memcpy(out + 2, base + static_cast<uint32_t>(hi), sizeof(Pixel));
+    std::memcpy(out + 3, base + (hi >> 32), sizeof(Pixel));
+}
+
 template <class Pixel>
 __attribute__((target("avx2"))) void RowAvx2(const AffineSource& s, Pixel* out, RowWalk w) {
-    if (w.count < 8) return RowScalar(s, out, w);
     const Steps& st = *w.steps;
     const __m256i du = _mm256_set1_epi32(st.laneU[8]), dv = _mm256_set1_epi32(st.laneV[8]);
     const __m256i uLast = _mm256_set1_epi32(st.U - 1), vLast = _mm256_set1_epi32(st.V - 1);
@@ -98,29 +112,34 @@ __attribute__((target("avx2"))) void RowAvx2(const AffineSource& s, Pixel* out, 
     const __m256i rowBytes = _mm256_set1_epi32(s.rowBytes);
     const uint8_t* base = s.pixels;
     constexpr int kShift = sizeof(Pixel) == 4 ? 2 : 1;
-    int32_t j = 0;
-    for (; j + 8 <= w.count; j += 8) {
-        // Mirrored at the far edge: min(r, 2 SH - 1 - r) for r in 0 .. 2 SH - 1.
+    alignas(32) uint32_t at[8];
+    // The byte offsets of the 8 pixels from u, v, mirrored at the far edges:
+    // min(r, 2 SH - 1 - r) for r in 0 .. 2 SH - 1, and the same for x.
+    auto offsets = [&]() __attribute__((target("avx2"))) {
         const __m256i r = _mm256_min_epi32(_mm256_srli_epi32(v, 16), _mm256_sub_epi32(rTop, _mm256_srli_epi32(v, 16)));
         const __m256i x = _mm256_min_epi32(_mm256_srli_epi32(u, 16), _mm256_sub_epi32(xTop, _mm256_srli_epi32(u, 16)));
-        alignas(32) uint32_t at[8];
         _mm256_store_si256(reinterpret_cast<__m256i*>(at),
                            _mm256_add_epi32(_mm256_mullo_epi32(r, rowBytes), _mm256_slli_epi32(x, kShift)));
+    };
+    int32_t j = 0;
+    for (; j + 8 <= w.count; j += 8) {
+        offsets();
         for (int k = 0; k < 8; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
         u = _mm256_add_epi32(u, du);
         u = _mm256_sub_epi32(u, _mm256_and_si256(_mm256_cmpgt_epi32(u, uLast), U));
         v = _mm256_add_epi32(v, dv);
         v = _mm256_sub_epi32(v, _mm256_and_si256(_mm256_cmpgt_epi32(v, vLast), V));
     }
-    w.u = _mm256_cvtsi256_si32(u);
-    w.v = _mm256_cvtsi256_si32(v);
-    w.count -= j;
-    RowScalar(s, out + j, w);
+    // The last few pixels: the lanes up to the run's end.
+    if (j < w.count) {
+        offsets();
+        for (int k = 0; k < w.count - j; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
+    }
 }
 
 template <class Pixel>
 __attribute__((target("avx512f,avx512bw"))) void RowAvx512(const AffineSource& s, Pixel* out, RowWalk w) {
-    if (w.count < 16) return RowAvx2(s, out, w);
+    if (w.count <= 8) return RowAvx2(s, out, w);
     const Steps& st = *w.steps;
     const __m512i du = _mm512_set1_epi32(st.du16), dv = _mm512_set1_epi32(st.dv16);
     const __m512i U = _mm512_set1_epi32(st.U), V = _mm512_set1_epi32(st.V);
@@ -132,22 +151,38 @@ __attribute__((target("avx512f,avx512bw"))) void RowAvx512(const AffineSource& s
     const __m512i rowBytes = _mm512_set1_epi32(s.rowBytes);
     const uint8_t* base = s.pixels;
     constexpr int kShift = sizeof(Pixel) == 4 ? 2 : 1;
-    int32_t j = 0;
-    for (; j + 16 <= w.count; j += 16) {
+    alignas(64) uint32_t at[16];
+    auto offsets = [&]() __attribute__((target("avx512f,avx512bw"))) {
         const __m512i r = _mm512_min_epi32(_mm512_srli_epi32(v, 16), _mm512_sub_epi32(rTop, _mm512_srli_epi32(v, 16)));
         const __m512i x = _mm512_min_epi32(_mm512_srli_epi32(u, 16), _mm512_sub_epi32(xTop, _mm512_srli_epi32(u, 16)));
-        alignas(64) uint32_t at[16];
-        _mm512_store_si512(at, _mm512_add_epi32(_mm512_mullo_epi32(r, rowBytes), _mm512_slli_epi32(x, kShift)));
-        for (int k = 0; k < 16; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
+        return _mm512_add_epi32(_mm512_mullo_epi32(r, rowBytes), _mm512_slli_epi32(x, kShift));
+    };
+    int32_t j = 0;
+    for (; j + 16 <= w.count; j += 16) {
+        const __m512i o = offsets();
+        CopyFour(out + j, base, _mm512_castsi512_si128(o));
+        CopyFour(out + j + 4, base, _mm512_extracti32x4_epi32(o, 1));
+        CopyFour(out + j + 8, base, _mm512_extracti32x4_epi32(o, 2));
+        CopyFour(out + j + 12, base, _mm512_extracti32x4_epi32(o, 3));
         u = _mm512_add_epi32(u, du);
         u = _mm512_mask_sub_epi32(u, _mm512_cmpge_epi32_mask(u, U), u, U);
         v = _mm512_add_epi32(v, dv);
         v = _mm512_mask_sub_epi32(v, _mm512_cmpge_epi32_mask(v, V), v, V);
     }
-    w.u = _mm512_cvtsi512_si32(u);
-    w.v = _mm512_cvtsi512_si32(v);
-    w.count -= j;
-    RowAvx2(s, out + j, w);
+    if (j < w.count) {
+        _mm512_store_si512(at, offsets());
+        for (int k = 0; k < w.count - j; ++k) std::memcpy(out + j + k, base + at[k], sizeof(Pixel));
+    }
+}
+
+template <class Pixel>
+void PaintRun(const AffineSource& s, Pixel* out, const RowWalk& w, SimdLevel level) {
+    if (level >= SimdLevel::kAvx512Vbmi)
+        RowAvx512(s, out, w);
+    else if (level >= SimdLevel::kAvx2)
+        RowAvx2(s, out, w);
+    else
+        RowScalar(s, out, w);
 }
 
 template <class Pixel>
@@ -157,22 +192,17 @@ void PaintRows(const AffineSource& s, const AffineMatrix& m, const SpanTarget& t
     const Steps steps =
         MakeSteps(IntoPeriod(Fixed(((m.a + m.c * 0.0) + m.e) - ((m.a * 0.0 + m.c * 0.0) + m.e)), U),
                   IntoPeriod(Fixed(((m.b + m.d * 0.0) + m.f) - ((m.b * 0.0 + m.d * 0.0) + m.f)), V), U, V);
-    RowWalk w{&steps, 0, 0, 0};
-    for (int32_t i = 0; i < t.rows; ++i) {
+    // A run past the tile ends the call before its row.
+    int32_t rows = t.rows;
+    if (t.spans)
+        for (int32_t i = 0; i < rows; ++i)
+            if (t.spans[i].End > t.tileColumns) rows = i;
+    for (int32_t i = 0; i < rows; ++i) {
         const int32_t start = t.spans ? t.spans[i].Start : 0;
         const double X = start + xOffset, Y = i + yOffset;
-        w.u = IntoPeriod(Fixed(m.a * X + m.c * Y + m.e), U);
-        w.v = IntoPeriod(Fixed(m.b * X + m.d * Y + m.f), V);
-        if (t.spans && t.spans[i].End > t.tileColumns) return;
-        w.count = t.spans ? t.spans[i].End - start : t.tileColumns;
-        if (w.count <= 0) continue;
-        Pixel* out = reinterpret_cast<Pixel*>(t.row + i * t.rowStep) + start;
-        if (level >= SimdLevel::kAvx512Vbmi)
-            RowAvx512(s, out, w);
-        else if (level >= SimdLevel::kAvx2)
-            RowAvx2(s, out, w);
-        else
-            RowScalar(s, out, w);
+        RowWalk w{&steps, IntoPeriod(Fixed(m.a * X + m.c * Y + m.e), U), IntoPeriod(Fixed(m.b * X + m.d * Y + m.f), V),
+                  t.spans ? t.spans[i].End - start : t.tileColumns};
+        if (w.count > 0) PaintRun(s, reinterpret_cast<Pixel*>(t.row + i * t.rowStep) + start, w, level);
     }
 }
 

@@ -45,13 +45,18 @@ void MirrorRowsDown(const PixelPlane& plane, uint8_t* p, int32_t cols, int32_t r
 // is at p; (r, x) names the pixel r rows below and x columns right of p.
 // (r, k) takes (k, r) for 0 <= k < r < count: the part above the main
 // diagonal goes below it.
-void MirrorDiagonalDown(const PixelPlane& plane, uint8_t* p, int32_t count);
+void MirrorDiagonalDown(const PixelPlane& plane, uint8_t* p, int32_t count,
+                        SimdLevel level = MachineSimdLevel());
 // (k, r) takes (r, k) for 0 <= k < r < count.
-void MirrorDiagonalUp(const PixelPlane& plane, uint8_t* p, int32_t count);
+void MirrorDiagonalUp(const PixelPlane& plane, uint8_t* p, int32_t count,
+                      SimdLevel level = MachineSimdLevel());
 // For j < n - 1 and t = min(n - 1 - j, m - 1): (j, x) takes (x, j) for x
 // from t down to j + 1.
-void MirrorDiagonalUpLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m);
+void MirrorDiagonalUpLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m,
+                             SimdLevel level = MachineSimdLevel());
 // The same with (x, j) taking (j, x).
-void MirrorDiagonalDownLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m);
+void MirrorDiagonalDownLimited(const PixelPlane& plane, uint8_t* p, int32_t n, int32_t m,
+                               SimdLevel level = MachineSimdLevel());
 // (c-1-k, c-1-j) takes (j, k) for j, k >= 0, j + k < c - 1.
-void MirrorAntiDiagonal(const PixelPlane& plane, uint8_t* p, int32_t c);
+void MirrorAntiDiagonal(const PixelPlane& plane, uint8_t* p, int32_t c,
+                        SimdLevel level = MachineSimdLevel());

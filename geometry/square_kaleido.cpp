@@ -42,9 +42,9 @@ int32_t CSquareKaleido::PaintTiles(double angle) {
     AddOffsets(m);
     PaintSpans(m, half, rows, false, 0.0, 0.0, SpanBuffer);
     if (dstWidth >= dstHeight)
-        MirrorDiagonalDown(Plane(), CentreRow(half), std::min(rows, cols));
+        MirrorDiagonalDown(Plane(), CentreRow(half), std::min(rows, cols), level);
     else
-        MirrorDiagonalUp(Plane(), CentreRow(half), std::min(rows, cols));
+        MirrorDiagonalUp(Plane(), CentreRow(half), std::min(rows, cols), level);
     MirrorRowsUp(Plane(), CentreRow(half), cols, rows);
     return rows;
 }
@@ -91,14 +91,14 @@ void CLozengeKaleido::MirrorCell() {
     // still needs.
     if (dstHeight > dstWidth) {
         if (h < W2)
-            MirrorDiagonalUpLimited(plane, CentreRow(H2), n, std::min(n, W2));
+            MirrorDiagonalUpLimited(plane, CentreRow(H2), n, std::min(n, W2), level);
         else
-            MirrorDiagonalUp(plane, CentreRow(H2), W2);
+            MirrorDiagonalUp(plane, CentreRow(H2), W2, level);
     } else {
         if (h < H2)
-            MirrorDiagonalDownLimited(plane, CentreRow(H2), n, std::min(n, H2));
+            MirrorDiagonalDownLimited(plane, CentreRow(H2), n, std::min(n, H2), level);
         else
-            MirrorDiagonalDown(plane, CentreRow(H2), H2);
+            MirrorDiagonalDown(plane, CentreRow(H2), H2, level);
     }
     // Then across the anti-diagonal of the n-square, kept inside the
     // output's lower right quarter.
@@ -122,5 +122,5 @@ void CLozengeKaleido::MirrorCell() {
             right = W2 - size;
         }
     }
-    if (size > 1) MirrorAntiDiagonal(plane, Pixel(H2 + down, (dstWidth >> 1) + right), size);
+    if (size > 1) MirrorAntiDiagonal(plane, Pixel(H2 + down, (dstWidth >> 1) + right), size, level);
 }

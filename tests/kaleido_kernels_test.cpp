@@ -670,135 +670,48 @@ TEST(AffinePainter, SpanPastTheTileEndsTheCall) {
     }
 }
 
-// ---------------------------------------------------------------------------
-// Mirror copies
-
-TEST(PixelMirrors, ReversePixelsAtEveryLevel) {
-    constexpr uint8_t kMarker = 0xC3;
-    for (SimdLevel level : Levels())
-        for (int bpp : {2, 4})
-            for (int count = 0; count <= 70; ++count) {
-                const auto src = RandomWords<uint8_t>(size_t(count + 6) * bpp, uint32_t(count * 8 + bpp));
-                // Neither run starts on a pixel boundary of its buffer.
-                const uint8_t* srcEnd = src.data() + (count + 3) * bpp + 1;
-                std::vector<uint8_t> dst(size_t(count + 8) * bpp + 1, kMarker), expected = dst;
-                const size_t first = 4 * bpp + 1;
-                for (int k = 0; k < count; ++k)
-                    std::memcpy(&expected[first + k * bpp], srcEnd - (k + 1) * bpp, bpp);
-                ReversePixels(&dst[first], srcEnd, count, bpp, level);
-                ASSERT_EQ(dst, expected) << LevelName(level) << ", " << bpp << " bytes, count " << count;
-            }
-}
-
-// Pixel memory of a plane: height rows of stride pixels, of which the first
-// width belong to the picture, then a few guard pixels. Every pixel, padding
-// and guard included, holds label(q) for its index q in memory.
-class Grid {
-public:
-    Grid(int width, int height, int stride, int bpp, std::function<uint32_t(int r, int x)> label)
-        : width_(width), height_(height), stride_(stride), bpp_(bpp),
-          bytes_(size_t(height * stride + kGuard) * bpp) {
-        for (int q = 0; q < height * stride + kGuard; ++q) {
-            const uint32_t w = label(q / stride, q % stride);
-            std::memcpy(&bytes_[size_t(q) * bpp], &w, bpp);
-        }
-    }
-    PixelPlane plane() {
-        return {bytes_.data(), ptrdiff_t{stride_} * bpp_, bpp_,
-                bytes_.data() + (ptrdiff_t{height_ - 1} * stride_ + width_) * bpp_};
-    }
-    uint8_t* at(int r, int x) { return bytes_.data() + (ptrdiff_t{r} * stride_ + x) * bpp_; }
-    std::vector<uint32_t> words() const {
-        std::vector<uint32_t> out(bytes_.size() / bpp_);
-        for (size_t q = 0; q < out.size(); ++q) std::memcpy(&out[q], &bytes_[q * bpp_], bpp_);
-        return out;
-    }
-    int stride() const { return stride_; }
-
-private:
-    static constexpr int kGuard = 4;
-    int width_, height_, stride_, bpp_;
-    std::vector<uint8_t> bytes_;
-};
-
-TEST(PixelMirrors, ColumnMirrorsReverseEveryRow) {
+TEST(AffinePainter, LongRunsOverManyRowsPaintThePerPixelRule) {
+    // Hundreds of rows of runs many registers long, each from its own column
+    // and ending at its own lane, and one run past the tile that ends the call.
+    const AffineMatrix matrices[] = {
+        {0.84, 0.0, 0.0, 0.84, 3.0, 2.0},            // along the source's rows
+        {0.42, 0.7275, -0.7275, 0.42, 40.5, 9.25},   // turned by 60 degrees
+        {-0.42, 0.7275, -0.7275, -0.42, 7.0, 30.0},  // by 120 degrees
+        {0.0, 1.3, -1.3, 0.0, 5.0, 5.0},             // down the source's columns
+    };
+    std::vector<SpanEntry> spans(300);
+    for (int i = 0; i < 300; ++i) spans[i] = {int16_t(i % 37), int16_t(300 + (i * 7) % 101)};
+    std::vector<SpanEntry> stopped = spans;
+    stopped[260].End = 402;
     for (SimdLevel level : Levels())
         for (int bpp : {2, 4}) {
-            SCOPED_TRACE(LevelName(level) + ", " + std::to_string(bpp) + " bytes");
-            auto label = [](int r, int x) { return uint32_t(1 + 200 * r + x); };
-            Grid right(150, 2, 153, bpp, label);
-            std::vector<uint32_t> want = right.words();
-            for (int r = 0; r < 2; ++r)
-                for (int i = 0; i < 70; ++i) want[r * 153 + 72 + i] = label(r, 71 - i);
-            MirrorColumnsRight(right.plane(), right.at(0, 72), 70, 2, level);
-            EXPECT_EQ(right.words(), want);
-
-            Grid left(150, 2, 153, bpp, label);
-            want = left.words();
-            for (int r = 0; r < 2; ++r)
-                for (int i = 0; i < 70; ++i) want[r * 153 + 71 - i] = label(r, 72 + i);
-            MirrorColumnsLeft(left.plane(), left.at(0, 72), 70, 2, level);
-            EXPECT_EQ(left.words(), want);
+            const PaintSource s(97, 61, bpp, 4);
+            for (const AffineMatrix& m : matrices)
+                for (bool upward : {false, true}) {
+                    const Band b = PaintBand(s, m, spans, 300, 401, upward, 0.5, -3.0, level);
+                    ASSERT_EQ(b.FirstDifference(), "") << LevelName(level) << ", " << bpp << " bytes, matrix "
+                                                       << (&m - matrices) << ", upward " << upward;
+                    const Band c = PaintBand(s, m, stopped, 300, 401, upward, 0.0, 0.0, level);
+                    ASSERT_EQ(c.FirstDifference(), "") << LevelName(level) << ", stopped, matrix " << (&m - matrices);
+                    EXPECT_EQ(c.At(260, 0), 0x5A5A5A5Au & (bpp == 2 ? 0xFFFFu : ~0u));
+                }
         }
 }
 
-TEST(PixelMirrors, RowMovesRunOnAsTheMemoryLiesAndStopAtThePlanesEnd) {
-    // Six rows of eight pixels, six of them the picture's: the plane ends at
-    // pixel 46. Pixel q holds 1000 + q.
-    auto label = [](int r, int x) { return uint32_t(1000 + 8 * r + x); };
-    for (int bpp : {2, 4}) {
-        SCOPED_TRACE(std::to_string(bpp) + " bytes");
-        auto expectMoves = [&](std::function<void(Grid&)> act, std::vector<std::array<int, 3>> moves) {
-            Grid g(6, 6, 8, bpp, label);
-            std::vector<uint32_t> want = g.words();
-            for (auto [to, from, count] : moves)
-                for (int i = 0; i < count; ++i) want[to + i] = 1000 + from + i;
-            act(g);
-            EXPECT_EQ(g.words(), want);
-        };
-        // Ten pixels from (3, 2) and (4, 2) up into rows 2 and 1: each run goes
-        // on into the next row; the second copy covers the first one's start.
-        expectMoves([](Grid& g) { MirrorRowsUp(g.plane(), g.at(3, 2), 10, 2); }, {{10, 34, 10}, {20, 28, 8}});
-        // A move onto a run that overlaps its source: row 2 takes what row 1
-        // and the start of row 2 held before.
-        expectMoves([](Grid& g) { MirrorRowsDown(g.plane(), g.at(1, 0), 12, 1); }, {{16, 8, 12}});
-        // Sixteen pixels, cut where the source run reaches the plane's end.
-        expectMoves([](Grid& g) { MirrorRowsUp(g.plane(), g.at(4, 0), 16, 2); }, {{24, 32, 14}, {16, 40, 6}});
-        // And where the target run does: nothing at or behind pixel 46 changes.
-        expectMoves([](Grid& g) { MirrorRowsDown(g.plane(), g.at(3, 0), 16, 2); }, {{32, 24, 8}, {40, 16, 6}});
-    }
-}
-
-TEST(PixelMirrors, DiagonalMirrorsOfALabelledSquare) {
-    // A 6 by 6 plane (one padding pixel a row) whose pixel at row R, column C
-    // holds 10 R + C; the square's corner is at (1, 1).
-    auto label = [](int r, int x) { return uint32_t(10 * r + x); };
-    using Change = std::array<int, 3>;  // plane row, column, new value
-    for (int bpp : {2, 4}) {
-        SCOPED_TRACE(std::to_string(bpp) + " bytes");
-        auto expectChanges = [&](std::function<void(Grid&)> act, std::vector<Change> changes) {
-            Grid g(6, 6, 7, bpp, label);
-            std::vector<uint32_t> want = g.words();
-            for (auto [r, x, v] : changes) want[r * 7 + x] = uint32_t(v);
-            act(g);
-            EXPECT_EQ(g.words(), want);
-        };
-        expectChanges([](Grid& g) { MirrorDiagonalDown(g.plane(), g.at(1, 1), 4); },
-                      {{2, 1, 12}, {3, 1, 13}, {3, 2, 23}, {4, 1, 14}, {4, 2, 24}, {4, 3, 34}});
-        expectChanges([](Grid& g) { MirrorDiagonalUp(g.plane(), g.at(1, 1), 4); },
-                      {{1, 2, 21}, {1, 3, 31}, {1, 4, 41}, {2, 3, 32}, {2, 4, 42}, {3, 4, 43}});
-        // Up to the anti-diagonal of the 5-square: (2, 5) stays.
-        expectChanges([](Grid& g) { MirrorDiagonalUpLimited(g.plane(), g.at(1, 1), 5, 5); },
-                      {{1, 2, 21}, {1, 3, 31}, {1, 4, 41}, {1, 5, 51}, {2, 3, 32}, {2, 4, 42}});
-        // And inside the 3-square.
-        expectChanges([](Grid& g) { MirrorDiagonalUpLimited(g.plane(), g.at(1, 1), 5, 3); },
-                      {{1, 2, 21}, {1, 3, 31}, {2, 3, 32}});
-        expectChanges([](Grid& g) { MirrorDiagonalDownLimited(g.plane(), g.at(1, 1), 5, 4); },
-                      {{2, 1, 12}, {3, 1, 13}, {4, 1, 14}, {3, 2, 23}, {4, 2, 24}});
-        // Above the anti-diagonal of the 4-square goes below it.
-        expectChanges([](Grid& g) { MirrorAntiDiagonal(g.plane(), g.at(1, 1), 4); },
-                      {{4, 4, 11}, {3, 4, 12}, {2, 4, 13}, {4, 3, 21}, {3, 3, 22}, {4, 2, 31}});
-    }
+TEST(AffinePainter, ATargetInTheSourcesMemoryReadsWhatItHasPainted) {
+    // The band lies inside the source: pixels read after they were painted
+    // give what the one-pixel rule gives, in its order, at every level.
+    const AffineMatrix m{0.42, 0.7275, -0.7275, 0.42, 40.5, 9.25};
+    for (SimdLevel level : Levels())
+        for (int bpp : {2, 4}) {
+            PaintSource actual(200, 150, bpp, 8), expected(200, 150, bpp, 8);
+            const size_t corner = size_t(10) * actual.rowBytes + size_t(5) * bpp;
+            ReferencePaint(expected, m, expected.bytes.data() + corner, expected.rowBytes, 135, nullptr, 190, 0.0,
+                           0.0);
+            const SpanTarget target{actual.bytes.data() + corner, actual.rowBytes, 135, nullptr, 190};
+            PaintAffineSpans(actual.view(), m, target, 0.0, 0.0, level);
+            ASSERT_TRUE(actual.bytes == expected.bytes) << LevelName(level) << ", " << bpp << " bytes";
+        }
 }
 
 // ---------------------------------------------------------------------------
