@@ -10,6 +10,9 @@ namespace bench {
 
 namespace {
 
+// Below this multiple of memcpy an effect writes nothing at that depth.
+constexpr double kDrawsNothing = 0.02;
+
 std::optional<double> RatioAt(const RunResults& results, const EffectCase& c, FrameSize size) {
     const auto ms = TimeOf(results, SizeCaseName(c.name, c.format, size));
     const auto copy = TimeOf(results, MemcpyCaseName(BytesPerPixel(c.format), size));
@@ -22,6 +25,7 @@ std::optional<double> RatioAt(const RunResults& results, const EffectCase& c, Fr
 std::string Spread(const RunResults& results, const EffectCase& c) {
     const auto reference = RatioAt(results, c, kFrameSize);
     if (!reference || *reference <= 0) return "n/a";
+    if (*reference < kDrawsNothing) return "draws nothing at this depth";
     std::vector<std::string> beyond;
     for (FrameSize size : kSweepSizes) {
         const auto ratio = RatioAt(results, c, size);

@@ -96,6 +96,8 @@ def sweep_table(times):
     rows = [head, "|" + "---|" * (head.count("|") - 1)]
     for effect, depth in cases:
         bits = DEPTH_BYTES[depth] * 8
+        if times.get("size/%s/%s/1920x1080" % (effect, depth), 1.0) < 0.001:
+            continue  # draws nothing at this depth
         cells = []
         for size in sizes:
             ms = times.get("size/%s/%s/%s" % (effect, depth, size))
