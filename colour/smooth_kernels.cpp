@@ -9,16 +9,6 @@
 
 namespace {
 
-// Slot words through memcpy: rows may sit at any byte address.
-inline uint32_t LoadWord(const uint8_t* p) {
-    uint32_t v;
-    std::memcpy(&v, p, 4);
-    return v;
-}
-inline void StoreWord(uint8_t* p, uint32_t v) {
-    std::memcpy(p, &v, 4);
-}
-
 // ---- Portable loops -------------------------------------------------------
 
 void UnpackPortable(const uint16_t* pixels, uint8_t* slots, int32_t count, FieldShifts16 l) {

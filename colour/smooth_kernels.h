@@ -4,8 +4,17 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "render/simd_level.h"
+
+// Slot words through memcpy: rows may sit at any byte address.
+inline uint32_t LoadWord(const uint8_t* p) {
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+}
+inline void StoreWord(uint8_t* p, uint32_t v) { std::memcpy(p, &v, 4); }
 
 // 16.16 fixed-point weights: one for each of the eight neighbours, one for
 // the centre.

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "colour/smooth_kernels.h"
 #include "render/intrinsics.h"
 
 // Every level walks the row in blocks and keeps the column sums of the
@@ -12,15 +13,6 @@
 namespace {
 
 constexpr uint32_t kBlueRed = 0x00FF00FF;
-
-inline uint32_t LoadWord(const uint8_t* p) {
-    uint32_t v;
-    std::memcpy(&v, p, 4);
-    return v;
-}
-inline void StoreWord(uint8_t* p, uint32_t v) {
-    std::memcpy(p, &v, 4);
-}
 
 // ---- Portable ---------------------------------------------------------------
 

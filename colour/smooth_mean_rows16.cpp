@@ -1,5 +1,6 @@
 #include <cstring>
 
+#include "colour/smooth_kernels.h"
 #include "colour/smooth_mean_rows.h"
 #include "render/intrinsics.h"
 #include "render/surface.h"
@@ -9,11 +10,6 @@
 
 namespace {
 
-inline uint32_t LoadWord(const uint8_t* p) {
-    uint32_t v;
-    std::memcpy(&v, p, 4);
-    return v;
-}
 inline void StorePixel(uint8_t* p, uint16_t v) {
     std::memcpy(p, &v, 2);
 }
