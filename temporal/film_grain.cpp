@@ -7,6 +7,26 @@
 
 namespace {
 
+// The ramp's line in the word width of a pixel kind, which its arithmetic
+// wraps in.
+template <class T>
+struct LineOf {
+    T start[3], step[3];
+    T flicker;
+    const T* table;  // the entries, for the scalar loop
+};
+
+template <class T>
+LineOf<T> NarrowLine(const RampLine& r, int32_t flicker) {
+    LineOf<T> l{};
+    for (int c = 0; c < 3; ++c) {
+        l.start[c] = static_cast<T>(r.start[c]);
+        l.step[c] = static_cast<T>(r.step[c]);
+    }
+    l.flicker = static_cast<T>(flicker);
+    return l;
+}
+
 // What differs between the three pixel kinds. Level is a pixel's brightness
 // plus flicker and grain; Entry looks it up in the ramp, computing the entry
 // from the ramp's line. The 16-bit kinds work modulo 2^16 throughout, which
@@ -14,22 +34,10 @@ namespace {
 template <class Pack, int32_t (*kBrightness)(uint32_t)>
 struct Kind16 {
     using Word = uint16_t;
-    struct Line {
-        uint16_t start[3], step[3];
-        uint16_t flicker;
-        const uint16_t* table;  // the entries, for the scalar loop
-    };
+    using Line = LineOf<uint16_t>;
     static constexpr uint32_t kEntries = kRamp16Entries;
     static constexpr int kGrainShift = 12;
-    static Line MakeLine(const RampLine& r, int32_t flicker) {
-        Line l{};
-        for (int c = 0; c < 3; ++c) {
-            l.start[c] = static_cast<uint16_t>(r.start[c]);
-            l.step[c] = static_cast<uint16_t>(r.step[c]);
-        }
-        l.flicker = static_cast<uint16_t>(flicker);
-        return l;
-    }
+    static Line MakeLine(const RampLine& r, int32_t flicker) { return NarrowLine<uint16_t>(r, flicker); }
     __attribute__((always_inline)) static uint16_t Level(const Line& l, uint16_t p, int8_t grain) {
         return static_cast<uint16_t>(kBrightness(p) + l.flicker + grain);
     }
@@ -53,22 +61,10 @@ using Kind565 = Kind16<Pack565, Brightness565>;
 
 struct Kind32 {
     using Word = uint32_t;
-    struct Line {
-        uint32_t start[3], step[3];
-        uint32_t flicker;
-        const uint32_t* table;  // the entries, for the scalar loop
-    };
+    using Line = LineOf<uint32_t>;
     static constexpr uint32_t kEntries = kRamp32Entries;
     static constexpr int kGrainShift = 10;
-    static Line MakeLine(const RampLine& r, int32_t flicker) {
-        Line l{};
-        for (int c = 0; c < 3; ++c) {
-            l.start[c] = static_cast<uint32_t>(r.start[c]);
-            l.step[c] = static_cast<uint32_t>(r.step[c]);
-        }
-        l.flicker = static_cast<uint32_t>(flicker);
-        return l;
-    }
+    static Line MakeLine(const RampLine& r, int32_t flicker) { return NarrowLine<uint32_t>(r, flicker); }
     __attribute__((always_inline)) static uint32_t Level(const Line& l, uint32_t p, int8_t grain) {
         return static_cast<uint32_t>(Brightness32(p)) + l.flicker + static_cast<uint32_t>(grain);
     }
