@@ -43,6 +43,9 @@ int BytesPerPixel(int32_t format);
 std::string EffectCaseName(const std::string& effect, int32_t format);
 // The first render in a freshly loaded module: first/<effect>/<depth>.
 std::string FirstFrameCaseName(const std::string& effect, int32_t format);
+// The counter of a first-frame case with the same instance's second frame,
+// timed alone in the same way, in ms.
+inline constexpr const char* kSecondFrameCounter = "second_ms";
 // An effect's sweep of one parameter, sweep/<effect>/<depth>, and its case
 // at one value, sweep/<effect>/<depth>/<label>=<value>.
 std::string SweepName(const std::string& effect, int32_t format);

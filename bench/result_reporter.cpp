@@ -52,6 +52,7 @@ void CollectingReporter::ReportRuns(const std::vector<Run>& runs) {
         const double ms = ToMilliseconds(run.GetAdjustedRealTime(), run.time_unit);
         result.ms = (result.ms * result.repetitions + ms) / (result.repetitions + 1);
         ++result.repetitions;
+        for (const auto& [name, counter] : run.counters) result.counters[name] = counter.value;
     }
 }
 

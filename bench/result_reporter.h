@@ -17,6 +17,7 @@ struct CaseResult {
     double ms = 0;  // real time per iteration, averaged over repetitions
     int repetitions = 0;
     std::string error;  // set when the case was skipped with an error
+    std::map<std::string, double> counters;  // user counters, of the last repetition
 };
 using RunResults = std::map<std::string, CaseResult>;  // by case name
 

@@ -14,9 +14,13 @@ void AllocatePixels(Surface* surface) {
     // Cleared, so that a picture the host refuses to copy in reads as black
     // rather than as whatever the allocator left; written now rather than
     // left to calloc, so that the pages are mapped at creation and not in
-    // the first frame.
+    // the first frame. The empty asm keeps the compiler from folding the two
+    // into calloc, which would skip the writes on fresh pages.
     surface->pixels = size <= UINT32_MAX ? static_cast<uint8_t*>(std::malloc(size)) : nullptr;
-    if (surface->pixels) std::memset(surface->pixels, 0, size);
+    if (surface->pixels) {
+        asm volatile("" : : "r"(surface->pixels) : "memory");
+        std::memset(surface->pixels, 0, size);
+    }
     surface->ownsPixels = 1;
     if (surface->depth == 32) surface->pixelFormat = kFormatXrgb;
 }

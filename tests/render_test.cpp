@@ -4,6 +4,11 @@
 #include <cstring>
 #include <vector>
 
+#ifdef __linux__
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
+
 #include "host/blit_service.h"
 #include "render/offscreen.h"
 #include "render/render_interface.h"
@@ -73,6 +78,25 @@ TEST_F(RenderFramework, OffscreenRowsArePaddedAndTailsCleared) {
         for (int i = 40; i < 48; ++i) EXPECT_EQ(s->pixels[y * 48 + i], 0) << y << "," << i;
     FreeOffscreen(s);
 }
+
+#ifdef __linux__
+// A large offscreen is written at creation: its pages are mapped then, not by
+// the first frame that draws into it.
+TEST_F(RenderFramework, LargeOffscreenPagesAreMappedAtCreation) {
+    const SurfaceRect rect{0, 0, 1080, 1920};
+    Surface* s = NewOffscreen(&g_frame, &rect);
+    ASSERT_NE(s, nullptr);
+    const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    const uintptr_t begin = reinterpret_cast<uintptr_t>(s->pixels) / page * page;
+    const uintptr_t end = reinterpret_cast<uintptr_t>(s->pixels) + size_t{1080} * s->rowBytes;
+    std::vector<unsigned char> resident((end - begin + page - 1) / page);
+    ASSERT_EQ(mincore(reinterpret_cast<void*>(begin), end - begin, resident.data()), 0);
+    size_t missing = 0;
+    for (unsigned char r : resident) missing += !(r & 1);
+    EXPECT_EQ(missing, 0u) << "of " << resident.size() << " pages";
+    FreeOffscreen(s);
+}
+#endif
 
 TEST_F(RenderFramework, OffscreenLikeDestinationKeepsItsDepth) {
     TestSurface dst(8, 2, 16, kFormat565);
