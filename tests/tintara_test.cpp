@@ -157,36 +157,40 @@ TEST(HsvTables, BuiltOnceSharedAndOnlyForKnownKinds) {
     EXPECT_EQ(GetHsvToRgbTable(0), nullptr);
 }
 
-// The composed table against the three tables, at every level: all 65536
-// words at 16 bits (where bit 15 is dropped), random pixels at 32.
+// The composed table against the three tables, at every level and several
+// hue remaps: all 65536 words at 16 bits (where bit 15 is dropped), random
+// pixels at 32.
 TEST(TintaraKernels, ComposedHueMatchesDirect) {
-    uint8_t table[32];
-    BuildSteppedTable(90, 32, 31, table);
-    for (bool special : {false, true})
-        for (int wordBytes : {2, 4}) {
-            const HueTables tables{GetRgbToHsvTable(wordBytes == 2 ? kHsvFrom565 : kHsvFrom555),
-                                   GetHsvToRgbTable(wordBytes == 2 ? kHsvTo565 : kHsvToXrgb), table, special};
-            // Every 16-bit word once at 16 bits; random words at 32.
-            const int width = wordBytes == 2 ? 256 : 300, rows = wordBytes == 2 ? 256 : 120;
-            const int stride = width * wordBytes + 8;
-            auto src = RandomWords<uint8_t>(size_t(stride) * rows, wordBytes);
-            if (wordBytes == 2)
-                for (int y = 0; y < rows; ++y)
-                    for (int x = 0; x < width; ++x) {
-                        const uint16_t word = static_cast<uint16_t>(y * width + x);
-                        std::memcpy(&src[size_t(y) * stride + size_t(x) * 2], &word, 2);
-                    }
-            std::vector<uint8_t> direct(src.size(), 1);
-            MapHueDirect(PixelRows{src.data(), stride, direct.data(), stride, rows, width}, wordBytes, tables);
-            for (SimdLevel level : Levels()) {
-                std::vector<uint8_t> composed(src.size(), 1);
-                HueComposition kept;
-                MapHue(PixelRows{src.data(), stride, composed.data(), stride, rows, width}, wordBytes, tables, kept,
-                       level);
-                EXPECT_EQ(composed, direct) << wordBytes << " special " << special << " level " << int(level);
-                EXPECT_NE(kept.table, nullptr);
+    uint8_t stepped[32], posterized[32], coarse[32];
+    BuildSteppedTable(90, 32, 31, stepped);
+    BuildHuePosterizeTable(5, posterized);
+    BuildSteppedTable(20, 32, 31, coarse);
+    for (const uint8_t* table : {stepped, posterized, coarse})
+        for (bool special : {false, true})
+            for (int wordBytes : {2, 4}) {
+                const HueTables tables{GetRgbToHsvTable(wordBytes == 2 ? kHsvFrom565 : kHsvFrom555),
+                                       GetHsvToRgbTable(wordBytes == 2 ? kHsvTo565 : kHsvToXrgb), table, special};
+                // Every 16-bit word once at 16 bits; random words at 32.
+                const int width = wordBytes == 2 ? 256 : 300, rows = wordBytes == 2 ? 256 : 120;
+                const int stride = width * wordBytes + 8;
+                auto src = RandomWords<uint8_t>(size_t(stride) * rows, wordBytes);
+                if (wordBytes == 2)
+                    for (int y = 0; y < rows; ++y)
+                        for (int x = 0; x < width; ++x) {
+                            const uint16_t word = static_cast<uint16_t>(y * width + x);
+                            std::memcpy(&src[size_t(y) * stride + size_t(x) * 2], &word, 2);
+                        }
+                std::vector<uint8_t> direct(src.size(), 1);
+                MapHueDirect(PixelRows{src.data(), stride, direct.data(), stride, rows, width}, wordBytes, tables);
+                for (SimdLevel level : Levels()) {
+                    std::vector<uint8_t> composed(src.size(), 1);
+                    HueComposition kept;
+                    MapHue(PixelRows{src.data(), stride, composed.data(), stride, rows, width}, wordBytes, tables, kept,
+                           level);
+                    EXPECT_EQ(composed, direct) << wordBytes << " special " << special << " level " << int(level);
+                    EXPECT_NE(kept.table, nullptr);
+                }
             }
-        }
 }
 
 // The composed table is kept while the tables and remap stay, and rebuilt in
