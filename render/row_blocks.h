@@ -4,10 +4,34 @@
 // be worked in place and surfaces may keep other data after each row.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "render/intrinsics.h"
 #include "render/pixel_rows.h"
+
+// block(in, out) reads kWords words at in and writes kWords words at out; in
+// and out may be the same. The rest of a row goes through a stack buffer,
+// zero past the row's end: for levels without masked stores of every width.
+// The loop has no target of its own, so it inlines into any kernel, and the
+// block, which has its kernel's target, inlines there with it.
+template <class Word, int kWords, class Block>
+__attribute__((always_inline)) inline void ForEachBlock(const PixelRows& rows, Block block) {
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const Word* src = rows.srcRow<Word>(y);
+        Word* dst = rows.dstRow<Word>(y);
+        int32_t x = 0;
+        for (; x + kWords <= rows.width; x += kWords) block(src + x, dst + x);
+        if (x < rows.width) {
+            const size_t bytes = static_cast<size_t>(rows.width - x) * sizeof(Word);
+            Word rest[kWords] = {};
+            std::memcpy(rest, src + x, bytes);
+            block(rest, rest);
+            std::memcpy(dst + x, rest, bytes);
+        }
+    }
+}
 
 // The AVX-512 kernels, their blocks included, all carry this target: a block
 // inlines only into code that has every feature it uses.
