@@ -1,6 +1,7 @@
 #include "colour/channel_tables.h"
 
 #include "render/intrinsics.h"
+#include "render/row_blocks.h"
 
 #include <vector>
 
@@ -38,30 +39,22 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline __m512i LookUp(con
 // 16 pixels at a time. With one table for all channels, one lookup serves
 // the three; otherwise each channel's bytes are picked from its own lookup.
 template <bool kOneTable>
-__attribute__((target("avx512f,avx512bw,avx512vbmi"))) void TablesAvx512(const PixelRows& rows, const Tables8& t,
-                                                                        uint32_t xorMask) {
+AVX512_KERNEL void TablesAvx512(const PixelRows& rows, const Tables8& t, uint32_t xorMask) {
     const ByteTable512 blue = LoadByteTable(t.blue);
     const ByteTable512 green = kOneTable ? blue : LoadByteTable(t.green);
     const ByteTable512 red = kOneTable ? blue : LoadByteTable(t.red);
     const __mmask64 greenBytes = 0x2222222222222222ull, redBytes = 0x4444444444444444ull;
     const __m512i colour = _mm512_set1_epi32(0x00FFFFFF);
     const __m512i mask = _mm512_set1_epi32(static_cast<int32_t>(xorMask));
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint32_t* src = rows.srcRow<uint32_t>(y);
-        uint32_t* dst = rows.dstRow<uint32_t>(y);
-        int32_t x = 0;
-        for (; x + 16 <= rows.width; x += 16) {
-            const __m512i p = _mm512_loadu_si512(src + x);
-            const __mmask64 top = _mm512_movepi8_mask(p);
-            __m512i v = LookUp(blue, p, top);
-            if (!kOneTable) {
-                v = _mm512_mask_blend_epi8(greenBytes, v, LookUp(green, p, top));
-                v = _mm512_mask_blend_epi8(redBytes, v, LookUp(red, p, top));
-            }
-            _mm512_storeu_si512(dst + x, _mm512_xor_si512(_mm512_and_si512(v, colour), mask));
+    ForEachVector512<uint32_t>(rows, [&](__m512i p) AVX512_KERNEL {
+        const __mmask64 top = _mm512_movepi8_mask(p);
+        __m512i v = LookUp(blue, p, top);
+        if (!kOneTable) {
+            v = _mm512_mask_blend_epi8(greenBytes, v, LookUp(green, p, top));
+            v = _mm512_mask_blend_epi8(redBytes, v, LookUp(red, p, top));
         }
-        TablesRowScalar(src + x, dst + x, rows.width - x, t, xorMask);
-    }
+        return _mm512_xor_si512(_mm512_and_si512(v, colour), mask);
+    });
 }
 
 // Without byte permutes: green and blue go through one 65536-entry table of
@@ -98,7 +91,7 @@ void Channels16Scalar(const uint16_t* src, uint16_t* dst, int32_t n, const Table
 // 32 pixels at a time: each table as 32 16-bit words, looked up with a word
 // permute per field; 16-bit lanes wrap as the 16-bit result does.
 template <int32_t Format>
-__attribute__((target("avx512f,avx512bw"))) void Channels16Avx512(const PixelRows& rows, const Tables8& t) {
+AVX512_KERNEL void Channels16Avx512(const PixelRows& rows, const Tables8& t) {
     alignas(64) uint16_t words[3][32];
     for (int i = 0; i < 32; ++i) {
         words[0][i] = t.red[i];
@@ -110,21 +103,14 @@ __attribute__((target("avx512f,avx512bw"))) void Channels16Avx512(const PixelRow
     const __m512i blue = _mm512_load_si512(words[2]);
     constexpr int kRedShift = Shifts16(Format).red;
     constexpr int kGreenShift = Shifts16(Format).green;
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint16_t* src = rows.srcRow<uint16_t>(y);
-        uint16_t* dst = rows.dstRow<uint16_t>(y);
-        int32_t x = 0;
-        for (; x + 32 <= rows.width; x += 32) {
-            const __m512i p = _mm512_loadu_si512(src + x);
-            // The permute reads the low five bits of each index.
-            const __m512i r = _mm512_permutexvar_epi16(_mm512_srli_epi16(p, kRedShift), red);
-            const __m512i g = _mm512_permutexvar_epi16(_mm512_srli_epi16(p, kGreenShift), green);
-            const __m512i b = _mm512_permutexvar_epi16(p, blue);
-            const __m512i rg = _mm512_add_epi16(_mm512_slli_epi16(r, 5), g);
-            _mm512_storeu_si512(dst + x, _mm512_add_epi16(_mm512_slli_epi16(rg, kGreenShift), b));
-        }
-        Channels16Scalar<Format>(src + x, dst + x, rows.width - x, t);
-    }
+    ForEachVector512<uint16_t>(rows, [&](__m512i p) AVX512_KERNEL {
+        // The permute reads the low five bits of each index.
+        const __m512i r = _mm512_permutexvar_epi16(_mm512_srli_epi16(p, kRedShift), red);
+        const __m512i g = _mm512_permutexvar_epi16(_mm512_srli_epi16(p, kGreenShift), green);
+        const __m512i b = _mm512_permutexvar_epi16(p, blue);
+        const __m512i rg = _mm512_add_epi16(_mm512_slli_epi16(r, 5), g);
+        return _mm512_add_epi16(_mm512_slli_epi16(rg, kGreenShift), b);
+    });
 }
 
 template <int32_t Format>

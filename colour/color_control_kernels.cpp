@@ -1,6 +1,7 @@
 #include "colour/color_control_kernels.h"
 
-#include <immintrin.h>
+#include "render/intrinsics.h"
+#include "render/row_blocks.h"
 
 namespace {
 
@@ -19,21 +20,15 @@ __attribute__((target("avx2"))) void GainsSmallAvx2(const PixelRows& rows, int16
                                             red, 0, blue, green, red, 0);
     const __m256i zero = _mm256_setzero_si256();
     const __m256i mask = _mm256_set1_epi32(static_cast<int32_t>(xorMask));
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint32_t* src = rows.srcRow<uint32_t>(y);
-        uint32_t* dst = rows.dstRow<uint32_t>(y);
-        int32_t x = 0;
-        for (; x + 8 <= rows.width; x += 8) {
-            const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + x));
-            __m256i lo = _mm256_unpacklo_epi8(p, zero);
-            __m256i hi = _mm256_unpackhi_epi8(p, zero);
-            lo = _mm256_srli_epi16(_mm256_mullo_epi16(lo, gains), 8);
-            hi = _mm256_srli_epi16(_mm256_mullo_epi16(hi, gains), 8);
-            const __m256i out = _mm256_xor_si256(_mm256_packus_epi16(lo, hi), mask);
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x), out);
-        }
-        GainRowScalar(src + x, dst + x, rows.width - x, red, green, blue, xorMask);
-    }
+    ForEachBlock<uint32_t, 8>(rows, [&](const uint32_t* src, uint32_t* dst) __attribute__((target("avx2"))) {
+        const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+        __m256i lo = _mm256_unpacklo_epi8(p, zero);
+        __m256i hi = _mm256_unpackhi_epi8(p, zero);
+        lo = _mm256_srli_epi16(_mm256_mullo_epi16(lo, gains), 8);
+        hi = _mm256_srli_epi16(_mm256_mullo_epi16(hi, gains), 8);
+        const __m256i out = _mm256_xor_si256(_mm256_packus_epi16(lo, hi), mask);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), out);
+    });
 }
 
 void GainsSmallSse2(const PixelRows& rows, int16_t red, int16_t green, int16_t blue,
@@ -41,21 +36,15 @@ void GainsSmallSse2(const PixelRows& rows, int16_t red, int16_t green, int16_t b
     const __m128i gains = _mm_setr_epi16(blue, green, red, 0, blue, green, red, 0);
     const __m128i zero = _mm_setzero_si128();
     const __m128i mask = _mm_set1_epi32(static_cast<int32_t>(xorMask));
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint32_t* src = rows.srcRow<uint32_t>(y);
-        uint32_t* dst = rows.dstRow<uint32_t>(y);
-        int32_t x = 0;
-        for (; x + 4 <= rows.width; x += 4) {
-            const __m128i p = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + x));
-            __m128i lo = _mm_unpacklo_epi8(p, zero);
-            __m128i hi = _mm_unpackhi_epi8(p, zero);
-            lo = _mm_srli_epi16(_mm_mullo_epi16(lo, gains), 8);
-            hi = _mm_srli_epi16(_mm_mullo_epi16(hi, gains), 8);
-            const __m128i out = _mm_xor_si128(_mm_packus_epi16(lo, hi), mask);
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + x), out);
-        }
-        GainRowScalar(src + x, dst + x, rows.width - x, red, green, blue, xorMask);
-    }
+    ForEachBlock<uint32_t, 4>(rows, [&](const uint32_t* src, uint32_t* dst) {
+        const __m128i p = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
+        __m128i lo = _mm_unpacklo_epi8(p, zero);
+        __m128i hi = _mm_unpackhi_epi8(p, zero);
+        lo = _mm_srli_epi16(_mm_mullo_epi16(lo, gains), 8);
+        hi = _mm_srli_epi16(_mm_mullo_epi16(hi, gains), 8);
+        const __m128i out = _mm_xor_si128(_mm_packus_epi16(lo, hi), mask);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), out);
+    });
 }
 
 void GainsScalar(const PixelRows& rows, int16_t red, int16_t green, int16_t blue, uint32_t xorMask) {

@@ -5,6 +5,7 @@
 #include "colour/contrast_avx512.h"
 
 #include "render/intrinsics.h"
+#include "render/row_blocks.h"
 
 namespace {
 
@@ -24,53 +25,41 @@ __attribute__((target("avx2"))) void DeltasAvx2(const PixelRows& rows, const int
     const __m256i colour = _mm256_set1_epi32(0x00FFFFFF), zero = _mm256_setzero_si256();
     const __m256i mask = _mm256_set1_epi32(static_cast<int32_t>(xorMask));
     const auto* table = reinterpret_cast<const int*>(deltas);
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint32_t* src = rows.srcRow<uint32_t>(y);
-        uint32_t* dst = rows.dstRow<uint32_t>(y);
-        int32_t x = 0;
-        for (; x + 8 <= rows.width; x += 8) {
-            const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + x));
-            const __m256i r = _mm256_and_si256(_mm256_srli_epi32(p, 16), byte);
-            const __m256i g = _mm256_and_si256(_mm256_srli_epi32(p, 8), byte);
-            const __m256i b = _mm256_and_si256(p, byte);
-            const __m256i lum = _mm256_add_epi32(_mm256_add_epi32(r, g),
-                                                 _mm256_add_epi32(_mm256_srli_epi32(g, 1), _mm256_srli_epi32(b, 1)));
-            const __m256i d = _mm256_i32gather_epi32(table, lum, 2);
-            const __m256i dd = _mm256_or_si256(_mm256_and_si256(d, low16), _mm256_slli_epi32(d, 16));
-            const __m256i lo = _mm256_add_epi16(_mm256_unpacklo_epi8(p, zero), _mm256_unpacklo_epi32(dd, dd));
-            const __m256i hi = _mm256_add_epi16(_mm256_unpackhi_epi8(p, zero), _mm256_unpackhi_epi32(dd, dd));
-            const __m256i out = _mm256_and_si256(_mm256_packus_epi16(lo, hi), colour);
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x), _mm256_xor_si256(out, mask));
-        }
-        DeltaRowScalar(src + x, dst + x, rows.width - x, deltas, xorMask);
-    }
+    ForEachBlock<uint32_t, 8>(rows, [&](const uint32_t* src, uint32_t* dst) __attribute__((target("avx2"))) {
+        const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+        const __m256i r = _mm256_and_si256(_mm256_srli_epi32(p, 16), byte);
+        const __m256i g = _mm256_and_si256(_mm256_srli_epi32(p, 8), byte);
+        const __m256i b = _mm256_and_si256(p, byte);
+        const __m256i lum = _mm256_add_epi32(_mm256_add_epi32(r, g),
+                                             _mm256_add_epi32(_mm256_srli_epi32(g, 1), _mm256_srli_epi32(b, 1)));
+        const __m256i d = _mm256_i32gather_epi32(table, lum, 2);
+        const __m256i dd = _mm256_or_si256(_mm256_and_si256(d, low16), _mm256_slli_epi32(d, 16));
+        const __m256i lo = _mm256_add_epi16(_mm256_unpacklo_epi8(p, zero), _mm256_unpacklo_epi32(dd, dd));
+        const __m256i hi = _mm256_add_epi16(_mm256_unpackhi_epi8(p, zero), _mm256_unpackhi_epi32(dd, dd));
+        const __m256i out = _mm256_and_si256(_mm256_packus_epi16(lo, hi), colour);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm256_xor_si256(out, mask));
+    });
 }
 
 // Without a gather the four deltas are read one by one.
 void DeltasSse2(const PixelRows& rows, const int16_t* deltas, uint32_t xorMask) {
     const __m128i colour = _mm_set1_epi32(0x00FFFFFF), zero = _mm_setzero_si128();
     const __m128i mask = _mm_set1_epi32(static_cast<int32_t>(xorMask));
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint32_t* src = rows.srcRow<uint32_t>(y);
-        uint32_t* dst = rows.dstRow<uint32_t>(y);
-        int32_t x = 0;
-        for (; x + 4 <= rows.width; x += 4) {
-            uint32_t d[4];
-            for (int i = 0; i < 4; ++i) {
-                const uint32_t q = LoadPixel(src, x + i);
-                const auto delta = static_cast<uint16_t>(deltas[PixelLuminance((q >> 16) & 0xFF, (q >> 8) & 0xFF, q & 0xFF)]);
-                d[i] = uint32_t{delta} << 16 | delta;
-            }
-            const __m128i dd = _mm_setr_epi32(static_cast<int>(d[0]), static_cast<int>(d[1]), static_cast<int>(d[2]),
-                                              static_cast<int>(d[3]));
-            const __m128i p = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + x));
-            const __m128i lo = _mm_add_epi16(_mm_unpacklo_epi8(p, zero), _mm_unpacklo_epi32(dd, dd));
-            const __m128i hi = _mm_add_epi16(_mm_unpackhi_epi8(p, zero), _mm_unpackhi_epi32(dd, dd));
-            const __m128i out = _mm_and_si128(_mm_packus_epi16(lo, hi), colour);
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + x), _mm_xor_si128(out, mask));
+    ForEachBlock<uint32_t, 4>(rows, [&](const uint32_t* src, uint32_t* dst) {
+        uint32_t d[4];
+        for (int i = 0; i < 4; ++i) {
+            const uint32_t q = LoadPixel(src, i);
+            const auto delta = static_cast<uint16_t>(deltas[PixelLuminance((q >> 16) & 0xFF, (q >> 8) & 0xFF, q & 0xFF)]);
+            d[i] = uint32_t{delta} << 16 | delta;
         }
-        DeltaRowScalar(src + x, dst + x, rows.width - x, deltas, xorMask);
-    }
+        const __m128i dd = _mm_setr_epi32(static_cast<int>(d[0]), static_cast<int>(d[1]), static_cast<int>(d[2]),
+                                          static_cast<int>(d[3]));
+        const __m128i p = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
+        const __m128i lo = _mm_add_epi16(_mm_unpacklo_epi8(p, zero), _mm_unpacklo_epi32(dd, dd));
+        const __m128i hi = _mm_add_epi16(_mm_unpackhi_epi8(p, zero), _mm_unpackhi_epi32(dd, dd));
+        const __m128i out = _mm_and_si128(_mm_packus_epi16(lo, hi), colour);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm_xor_si128(out, mask));
+    });
 }
 
 void Words16Scalar(const uint16_t* src, uint16_t* dst, int32_t n, const uint16_t* table, uint16_t xorMask) {

@@ -5,6 +5,7 @@
 
 #include "colour/hsv_tables.h"
 #include "render/intrinsics.h"
+#include "render/row_blocks.h"
 
 namespace {
 
@@ -34,38 +35,24 @@ __attribute__((target("avx2"))) inline __m256i HueIndex32Avx2(__m256i p) {
 
 __attribute__((target("avx2"))) void Composed32Avx2(const PixelRows& rows, const uint32_t* composed) {
     const int* table = reinterpret_cast<const int*>(composed);
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint32_t* src = rows.srcRow<uint32_t>(y);
-        uint32_t* dst = rows.dstRow<uint32_t>(y);
-        int32_t x = 0;
-        for (; x + 8 <= rows.width; x += 8) {
-            const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + x));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x),
-                                _mm256_i32gather_epi32(table, HueIndex32Avx2(p), 4));
-        }
-        for (; x < rows.width; ++x) StorePixel(dst, x, composed[HueIndex32(LoadPixel(src, x))]);
-    }
+    ForEachBlock<uint32_t, 8>(rows, [&](const uint32_t* src, uint32_t* dst) __attribute__((target("avx2"))) {
+        const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm256_i32gather_epi32(table, HueIndex32Avx2(p), 4));
+    });
 }
 
 __attribute__((target("avx2"))) void Words16Avx2(const PixelRows& rows, const uint32_t* table32, uint32_t mask) {
     const int* table = reinterpret_cast<const int*>(table32);
     const __m256i indexMask = _mm256_set1_epi32(static_cast<int>(mask));
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint16_t* src = rows.srcRow<uint16_t>(y);
-        uint16_t* dst = rows.dstRow<uint16_t>(y);
-        int32_t x = 0;
-        for (; x + 16 <= rows.width; x += 16) {
-            const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + x));
-            const __m256i lo = _mm256_and_si256(_mm256_cvtepu16_epi32(_mm256_castsi256_si128(p)), indexMask);
-            const __m256i hi = _mm256_and_si256(_mm256_cvtepu16_epi32(_mm256_extracti128_si256(p, 1)), indexMask);
-            // Entries fit 16 bits: the unsigned pack keeps them.
-            const __m256i words = _mm256_packus_epi32(_mm256_i32gather_epi32(table, lo, 4),
-                                                      _mm256_i32gather_epi32(table, hi, 4));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x), _mm256_permute4x64_epi64(words, 0xD8));
-        }
-        for (; x < rows.width; ++x)
-            StorePixel(dst, x, static_cast<uint16_t>(table32[LoadPixel(src, x) & mask]));
-    }
+    ForEachBlock<uint16_t, 16>(rows, [&](const uint16_t* src, uint16_t* dst) __attribute__((target("avx2"))) {
+        const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+        const __m256i lo = _mm256_and_si256(_mm256_cvtepu16_epi32(_mm256_castsi256_si128(p)), indexMask);
+        const __m256i hi = _mm256_and_si256(_mm256_cvtepu16_epi32(_mm256_extracti128_si256(p, 1)), indexMask);
+        // Entries fit 16 bits: the unsigned pack keeps them.
+        const __m256i words = _mm256_packus_epi32(_mm256_i32gather_epi32(table, lo, 4),
+                                                  _mm256_i32gather_epi32(table, hi, 4));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm256_permute4x64_epi64(words, 0xD8));
+    });
 }
 
 }  // namespace

@@ -193,6 +193,44 @@ TEST(TintaraKernels, ComposedHueMatchesDirect) {
             }
 }
 
+// Rows of every width through the composed table, at every level: each
+// pixel as the three tables give it, the last block of a row partial.
+TEST(TintaraKernels, ComposedHueRowsOfEveryWidth) {
+    uint8_t posterized[32];
+    BuildHuePosterizeTable(3, posterized);
+    for (bool special : {false, true})
+        for (int wordBytes : {2, 4}) {
+            const HueTables tables{GetRgbToHsvTable(wordBytes == 2 ? kHsvFrom565 : kHsvFrom555),
+                                   GetHsvToRgbTable(wordBytes == 2 ? kHsvTo565 : kHsvToXrgb), posterized, special};
+            auto direct = [&](uint32_t index) {
+                return tables.inverse[RemapHueCode(tables.forward[index], posterized, special) & 0x7FFF];
+            };
+            for (SimdLevel level : Levels()) {
+                SCOPED_TRACE(testing::Message() << wordBytes << " special " << special << " level " << int(level));
+                HueComposition kept;
+                const auto run = [&](const PixelRows& r) { MapHue(r, wordBytes, tables, kept, level); };
+                if (wordBytes == 2)
+                    ExpectRowsMatch<uint16_t>(run, [&](uint32_t p) { return direct(HueIndex16(p)); }, 40,
+                                              kComposeMinPixels);
+                else
+                    ExpectRowsMatch<uint32_t>(run, [&](uint32_t p) { return direct(HueIndex32(p)); }, 40,
+                                              kComposeMinPixels);
+                EXPECT_NE(kept.table, nullptr);
+            }
+        }
+}
+
+TEST(TintaraKernels, WordTableRowsOfEveryWidth) {
+    std::vector<uint32_t> table(65536);
+    for (uint32_t i = 0; i < 65536; ++i) table[i] = (i * 40503u + 7) & 0xFFFF;
+    for (uint32_t indexMask : {0xFFFFu, 0x7FFFu})
+        for (SimdLevel level : Levels()) {
+            SCOPED_TRACE(testing::Message() << "mask " << indexMask << " level " << int(level));
+            ExpectRowsMatch<uint16_t>([&](const PixelRows& r) { MapWords16(r, table.data(), indexMask, level); },
+                                      [&](uint32_t p) { return table[p & indexMask]; });
+        }
+}
+
 // The composed table is kept while the tables and remap stay, and rebuilt in
 // place when any of them changes; small pictures never build it.
 TEST(TintaraKernels, HueCompositionIsKeptUntilItsTablesChange) {
