@@ -35,6 +35,8 @@ ContrastEffect::ContrastEffect(const ContrastParams* params) {
     effectReady = false;
     keepTables = 0;
     pixelTable = nullptr;
+    pixelTableDue = false;
+    pixelTableFormat = 0;
     deltaTable = nullptr;
     levelTable = nullptr;
     if (!valid || !source) return;
@@ -79,18 +81,30 @@ ContrastLevels ContrastEffect::FrameLevels() const {
 
 void ContrastEffect::RebuildTables() {
     ++rebuilds;
-    const ContrastLevels levels{lowLevel, midLevel, highLevel};
-    if (record.perChannel)
-        for (uint32_t i = 0; i < 256; ++i) levelTable[i] = static_cast<uint8_t>(ChannelLevel(i, levels));
     const int32_t format = destination->pixelFormat;
     const bool formatFits = destination->depth == 16 ? format == kFormat555 || format == kFormat565
                                                      : format == kFormatXrgb;
+    // The table of every word keeps what the last fitting rebuild gave it,
+    // made from the level table before this rebuild changes it.
+    if (!formatFits) MakePixelTable();
+    const ContrastLevels levels{lowLevel, midLevel, highLevel};
+    if (record.perChannel)
+        for (uint32_t i = 0; i < 256; ++i) levelTable[i] = static_cast<uint8_t>(ChannelLevel(i, levels));
     if (!formatFits) return;  // a format the depth does not fit: the tables keep what they hold
     if (deltaTable) {
         BuildDeltaTable(levels, deltaTable->deltas);
         PrepareLuminanceTables(*deltaTable);
     }
-    if (pixelTable) BuildPixelTable16(format, deltaTable ? deltaTable->deltas : nullptr, levelTable, pixelTable);
+    // 65536 entries: made when a frame reads them, which the vector loops
+    // working from the deltas never do.
+    pixelTableDue = pixelTable != nullptr;
+    pixelTableFormat = format;
+}
+
+void ContrastEffect::MakePixelTable() {
+    if (!pixelTableDue) return;
+    BuildPixelTable16(pixelTableFormat, deltaTable ? deltaTable->deltas : nullptr, levelTable, pixelTable);
+    pixelTableDue = false;
 }
 
 void ContrastEffect::Render() {
@@ -105,8 +119,10 @@ void ContrastEffect::Render() {
     }
     if (destination->depth == 16) {
         const uint16_t xorMask = record.inverse ? 0xFFFF : 0;
+        const int32_t format = destination->pixelFormat;
+        if (!record.luminance || Luminance16ReadsTable(*deltaTable, format)) MakePixelTable();
         if (record.luminance)
-            ApplyLuminance16(WholeWordLoop(2), pixelTable, *deltaTable, destination->pixelFormat, xorMask);
+            ApplyLuminance16(WholeWordLoop(2), pixelTable, *deltaTable, format, xorMask);
         else
             LookUpWords16(WholeWordLoop(2), pixelTable, xorMask);
     } else if (destination->depth == 32) {

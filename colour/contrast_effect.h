@@ -46,13 +46,19 @@ public:
 
     // The levels of this frame's values on the destination's scale.
     ContrastLevels FrameLevels() const;
-    // Rebuilds the tables of the destination's format for the stored levels.
+    // Rebuilds the tables of the destination's format for the stored levels;
+    // the 16-bit table of every word is only marked, and made by MakePixelTable.
     void RebuildTables();
+    // Makes the 16-bit table of every word from what the last rebuild for a
+    // fitting format left, if it was marked since it was last made.
+    void MakePixelTable();
 
     uint32_t keepTables;
     bool effectReady;
     ContrastParams record;
     uint16_t* pixelTable;  // 16-bit destinations
+    bool pixelTableDue;    // pixelTable is to be made for pixelTableFormat
+    int32_t pixelTableFormat;
     LuminanceTables* deltaTable;  // with luminance: the deltas at the destination's scale
     uint8_t* levelTable;   // perChannel
     int32_t lowLevel, midLevel, highLevel;

@@ -105,10 +105,13 @@ void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMas
         Words16Scalar(rows.srcRow<uint16_t>(y), rows.dstRow<uint16_t>(y), rows.width, table, xorMask);
 }
 
+bool Luminance16ReadsTable(const LuminanceTables& t, int32_t format, SimdLevel level) {
+    const bool knownFormat = format == kFormat555 || format == kFormat565;
+    return !(level >= SimdLevel::kAvx512Vbmi && knownFormat && t.reach16.fits);
+}
+
 void ApplyLuminance16(const PixelRows& rows, const uint16_t* table, const LuminanceTables& t, int32_t format,
                       uint16_t xorMask, SimdLevel level) {
-    const bool knownFormat = format == kFormat555 || format == kFormat565;
-    if (level >= SimdLevel::kAvx512Vbmi && knownFormat && t.reach16.fits)
-        return Luminance16Avx512(rows, t, format, xorMask);
+    if (!Luminance16ReadsTable(t, format, level)) return Luminance16Avx512(rows, t, format, xorMask);
     LookUpWords16(rows, table, xorMask);
 }

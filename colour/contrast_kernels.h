@@ -54,3 +54,6 @@ void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMas
 // or 2: the vector loops work from the deltas instead.
 void ApplyLuminance16(const PixelRows& rows, const uint16_t* table, const LuminanceTables& t, int32_t format,
                       uint16_t xorMask, SimdLevel level = MachineSimdLevel());
+// Whether ApplyLuminance16 reads the table at this level and format; when
+// it does not, the table need not be made.
+bool Luminance16ReadsTable(const LuminanceTables& t, int32_t format, SimdLevel level = MachineSimdLevel());

@@ -201,6 +201,39 @@ TEST_F(Contrast, TablesAreBuiltOnlyWhenALevelChanges) {
     entry::DestroyEffect(old);
 }
 
+// The table of every word is made only when a frame reads it, from the
+// levels of the last rebuild for a fitting format; a rebuild for a format that
+// does not fit makes it first, from the tables as they were.
+TEST_F(Contrast, TheWordTableIsMadeWhenAFrameReadsIt) {
+    HostSurface src(4, 2, kFormat565);
+    ContrastEffect* effect = Make("Brightness Contrast XT", src);
+    ASSERT_TRUE(effect->IsReady());
+    const auto expected = [&] {
+        std::vector<uint16_t> table(65536);
+        BuildPixelTable16(kFormat565, effect->deltaTable->deltas, effect->levelTable, table.data());
+        return table;
+    };
+    const auto made = [&] { return std::vector<uint16_t>(effect->pixelTable, effect->pixelTable + 65536); };
+    Render(effect, {0, 255, 128, 0});
+    EXPECT_EQ(effect->pixelTableDue, !Luminance16ReadsTable(*effect->deltaTable, kFormat565));
+    effect->MakePixelTable();
+    const std::vector<uint16_t> first = expected();
+    EXPECT_EQ(made(), first);
+    // New levels mark it again; a frame on a 16-bit surface of another format
+    // rebuilds: the table is made for the levels before, not the new ones.
+    Render(effect, {40, 200, 20, 0});
+    src.get()->pixelFormat = kFormatXrgb;
+    const std::vector<uint16_t> second = expected();
+    const bool wasDue = effect->pixelTableDue;
+    Render(effect, {90, 150, 60, 0});
+    EXPECT_FALSE(effect->pixelTableDue);
+    EXPECT_EQ(made(), second);
+    EXPECT_NE(second, first);
+    EXPECT_EQ(wasDue, !Luminance16ReadsTable(*effect->deltaTable, kFormat565));
+    src.get()->pixelFormat = kFormat565;
+    entry::DestroyEffect(effect);
+}
+
 TEST_F(Contrast, BlackStaysBlackUnlessInverted) {
     for (int32_t format : {kFormatXrgb, kFormat555, kFormat565})
         for (const char* name : {"Brightness Contrast XT", "CONTRAST_BRIGHTNESS old", "Contrast Brightness XT Inverse",
