@@ -4,6 +4,7 @@
 
 #include "colour/smooth_kernels.h"
 #include "render/intrinsics.h"
+#include "render/row_blocks.h"
 
 // Every level walks the row in blocks and keeps the column sums of the
 // blocks before and after the current one, so that each word of the three
@@ -197,34 +198,21 @@ MEAN_AVX2 void MeanRowAvx2(const uint8_t* a, const uint8_t* m, const uint8_t* b,
 
 // ---- AVX-512 ----------------------------------------------------------------
 
-#define MEAN_AVX512 __attribute__((target("avx512f,avx512bw")))
-#define MEAN_AVX512_INLINE __attribute__((target("avx512f,avx512bw"), always_inline)) inline
+// Reached only at the level with byte permutes: the kernels carry the target
+// of the shared row loads.
 
 struct Columns512 {
     __m512i sumAll, rimAll, sumBr, rimBr, middle;
 };
 
-MEAN_AVX512_INLINE __mmask16 LaneMask512(int32_t n) {
+AVX512_KERNEL_INLINE __mmask16 LaneMask512(int32_t n) {
     return n >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << n) - 1);
 }
 
-MEAN_AVX512_INLINE Columns512 LoadColumns512(const uint8_t* a, const uint8_t* m,
-                                             const uint8_t* b, int32_t k, int32_t width) {
-    __m512i va, vm, vb;
-    const int32_t n = width - 16 * k;
-    if (n >= 16) {
-        va = _mm512_loadu_si512(a + 64 * k);
-        vm = _mm512_loadu_si512(m + 64 * k);
-        vb = _mm512_loadu_si512(b + 64 * k);
-    } else if (n > 0) {  // masked forms for the last block only: they are slower
-        const __mmask16 mask = LaneMask512(n);
-        va = _mm512_maskz_loadu_epi32(mask, a + 64 * k);
-        vm = _mm512_maskz_loadu_epi32(mask, m + 64 * k);
-        vb = _mm512_maskz_loadu_epi32(mask, b + 64 * k);
-    } else {
-        const __m512i zero = _mm512_setzero_si512();
-        return {zero, zero, zero, zero, zero};
-    }
+AVX512_KERNEL_INLINE Columns512 LoadColumns512(const uint8_t* a, const uint8_t* m,
+                                               const uint8_t* b, int32_t k, int32_t width) {
+    const __m512i va = LoadRowVector32(a, k, width), vm = LoadRowVector32(m, k, width),
+                  vb = LoadRowVector32(b, k, width);
     const __m512i mask = _mm512_set1_epi32(kBlueRed);
     const __m512i rimAll = _mm512_add_epi32(va, vb);
     const __m512i rimBr =
@@ -233,27 +221,27 @@ MEAN_AVX512_INLINE Columns512 LoadColumns512(const uint8_t* a, const uint8_t* m,
             _mm512_add_epi32(rimBr, _mm512_and_si512(vm, mask)), rimBr, vm};
 }
 
-MEAN_AVX512_INLINE __m512i Ring512(__m512i prev, __m512i cur, __m512i next, __m512i rim) {
+AVX512_KERNEL_INLINE __m512i Ring512(__m512i prev, __m512i cur, __m512i next, __m512i rim) {
     const __m512i left = _mm512_alignr_epi32(cur, prev, 15);
     const __m512i right = _mm512_alignr_epi32(next, cur, 1);
     return _mm512_add_epi32(_mm512_add_epi32(left, right), rim);
 }
 
-MEAN_AVX512_INLINE __m512i Finish512(__m512i ringAll, __m512i ringBr) {
+AVX512_KERNEL_INLINE __m512i Finish512(__m512i ringAll, __m512i ringBr) {
     const __m512i fromBr = _mm512_set1_epi32(static_cast<int32_t>(0xFFF807FFu));
     const __m512i green = _mm512_sub_epi32(ringAll, ringBr);
     return _mm512_srli_epi32(_mm512_ternarylogic_epi32(fromBr, ringBr, green, 0xCA), 3);
 }
 
-MEAN_AVX512_INLINE void Store512(uint8_t* p, __m512i v, int32_t n) {
+AVX512_KERNEL_INLINE void Store512(uint8_t* p, __m512i v, int32_t n) {
     if (n >= 16)
         _mm512_storeu_si512(p, v);
     else
         _mm512_mask_storeu_epi32(p, LaneMask512(n), v);
 }
 
-MEAN_AVX512 void MeanRowAvx512(const uint8_t* a, const uint8_t* m, const uint8_t* b,
-                               uint8_t* out, uint8_t* save, int32_t width) {
+AVX512_KERNEL void MeanRowAvx512(const uint8_t* a, const uint8_t* m, const uint8_t* b,
+                                 uint8_t* out, uint8_t* save, int32_t width) {
     const int32_t blocks = (width + 15) / 16;
     const __m512i zero = _mm512_setzero_si512();
     Columns512 prev{zero, zero, zero, zero, zero}, cur = LoadColumns512(a, m, b, 0, width);

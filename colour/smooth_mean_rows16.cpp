@@ -3,6 +3,7 @@
 #include "colour/smooth_kernels.h"
 #include "colour/smooth_mean_rows.h"
 #include "render/intrinsics.h"
+#include "render/row_blocks.h"
 #include "render/surface.h"
 
 // Eight slots of 5-bit channels sum to at most 248 a byte, so whole words
@@ -39,29 +40,17 @@ void MeanPixelsPortable(const uint8_t* a, const uint8_t* m, const uint8_t* b, ui
 
 // ---- AVX-512 ----------------------------------------------------------------
 
-#define MEAN16_AVX512 __attribute__((target("avx512f,avx512bw")))
-#define MEAN16_AVX512_INLINE __attribute__((target("avx512f,avx512bw"), always_inline)) inline
+// Reached only at the level with byte permutes: the kernels carry the target
+// of the shared row loads.
 
 struct Columns512 {
     __m512i sum, rim;
 };
 
-MEAN16_AVX512_INLINE Columns512 LoadColumns(const uint8_t* a, const uint8_t* m, const uint8_t* b,
+AVX512_KERNEL_INLINE Columns512 LoadColumns(const uint8_t* a, const uint8_t* m, const uint8_t* b,
                                             int32_t k, int32_t width) {
-    __m512i va, vm, vb;
-    const int32_t n = width - 16 * k;
-    if (n >= 16) {
-        va = _mm512_loadu_si512(a + 64 * k);
-        vm = _mm512_loadu_si512(m + 64 * k);
-        vb = _mm512_loadu_si512(b + 64 * k);
-    } else if (n > 0) {
-        const auto mask = static_cast<__mmask16>((1u << n) - 1);
-        va = _mm512_maskz_loadu_epi32(mask, a + 64 * k);
-        vm = _mm512_maskz_loadu_epi32(mask, m + 64 * k);
-        vb = _mm512_maskz_loadu_epi32(mask, b + 64 * k);
-    } else {
-        return {_mm512_setzero_si512(), _mm512_setzero_si512()};
-    }
+    const __m512i va = LoadRowVector32(a, k, width), vm = LoadRowVector32(m, k, width),
+                  vb = LoadRowVector32(b, k, width);
     const __m512i rim = _mm512_add_epi32(va, vb);
     return {_mm512_add_epi32(rim, vm), rim};
 }
@@ -70,7 +59,7 @@ MEAN16_AVX512_INLINE Columns512 LoadColumns(const uint8_t* a, const uint8_t* m, 
 // two multiply-adds (blue plus green times 2^Green, then red times 2^Red in
 // the high half) and stored truncated to 16 bits.
 template <int Green, int Red>
-MEAN16_AVX512 void MeanPixelsAvx512(const uint8_t* a, const uint8_t* m, const uint8_t* b,
+AVX512_KERNEL void MeanPixelsAvx512(const uint8_t* a, const uint8_t* m, const uint8_t* b,
                                     uint8_t* out, int32_t width) {
     const __m512i channels = _mm512_set1_epi32(0x001F1F1F);
     const __m512i bytes = _mm512_set1_epi32(1 | (1 << Green) << 8 | 1 << 16);

@@ -47,6 +47,16 @@ AVX512_KERNEL_INLINE __m512i LoadFirstLanes(const Word* p, int32_t count) {
     return _mm512_maskz_loadu_epi32(static_cast<__mmask16>(lanes), p);
 }
 
+// Vector k of a row of count 32-bit words at row: whole where it lies inside
+// the row, its first lanes where the row ends in it (the others read 0 and
+// are not fetched), and 0 past the row.
+AVX512_KERNEL_INLINE __m512i LoadRowVector32(const uint8_t* row, int32_t k, int32_t count) {
+    const int32_t n = count - 16 * k;
+    if (n >= 16) return _mm512_loadu_si512(row + 64 * k);
+    if (n > 0) return _mm512_maskz_loadu_epi32(static_cast<__mmask16>((1u << n) - 1), row + 64 * k);
+    return _mm512_setzero_si512();
+}
+
 template <class Word>
 AVX512_KERNEL_INLINE void StoreFirstLanes(Word* p, int32_t count, __m512i v) {
     const uint64_t lanes = (uint64_t{1} << count) - 1;
