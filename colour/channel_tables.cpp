@@ -79,8 +79,9 @@ void TablesTwoLookups(const PixelRows& rows, const Tables8& t, uint32_t xorMask)
     }
 }
 
-// Below this many pixels, building the two-channel table costs more than it saves.
-constexpr int64_t kTwoLookupMinPixels = 65536;
+// Below this many pixels, building a table of 65536 entries costs more than
+// it saves.
+constexpr int64_t kBigTableMinPixels = 65536;
 
 template <int32_t Format>
 void Channels16Scalar(const uint16_t* src, uint16_t* dst, int32_t n, const Tables8& t) {
@@ -113,9 +114,71 @@ AVX512_KERNEL void Channels16Avx512(const PixelRows& rows, const Tables8& t) {
     });
 }
 
+// A 32-entry byte table as its two halves in both 128-bit lanes.
+struct FieldTable256 {
+    __m256i low, high;
+};
+
+__attribute__((target("avx2"))) inline FieldTable256 LoadFieldTable(const uint8_t* table) {
+    return {_mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(table))),
+            _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(table + 16)))};
+}
+
+// Fields of 0 to 31 in the low bytes of 16-bit lanes, high bytes 0, to their
+// entries, high bytes 0. A byte shuffle reads 0 where the index has its top
+// bit set: adding 0x70 sets it for fields from 16 up and subtracting 16 for
+// fields below 16, so each half answers for its own fields; the high bytes
+// are moved to 0x80 by the same operations.
+__attribute__((target("avx2"), always_inline)) inline __m256i LookUpFields(const FieldTable256& t, __m256i field) {
+    const __m256i toLow = _mm256_set1_epi16(static_cast<int16_t>(0x8070));
+    const __m256i toHigh = _mm256_set1_epi16(static_cast<int16_t>(0x8010));
+    return _mm256_or_si256(_mm256_shuffle_epi8(t.low, _mm256_add_epi8(field, toLow)),
+                           _mm256_shuffle_epi8(t.high, _mm256_sub_epi8(field, toHigh)));
+}
+
+// 16 pixels at a time, joined in 16-bit lanes that wrap as the 16-bit
+// result does.
+template <int32_t Format>
+__attribute__((target("avx2"))) void Channels16Avx2(const PixelRows& rows, const Tables8& t) {
+    const FieldTable256 red = LoadFieldTable(t.red), green = LoadFieldTable(t.green), blue = LoadFieldTable(t.blue);
+    const __m256i five = _mm256_set1_epi16(31);
+    constexpr int kRedShift = Shifts16(Format).red;
+    constexpr int kGreenShift = Shifts16(Format).green;
+    ForEachBlock<uint16_t, 16>(rows, [&](const uint16_t* src, uint16_t* dst) __attribute__((target("avx2"))) {
+        const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+        const __m256i r = LookUpFields(red, _mm256_and_si256(_mm256_srli_epi16(p, kRedShift), five));
+        const __m256i g = LookUpFields(green, _mm256_and_si256(_mm256_srli_epi16(p, kGreenShift), five));
+        const __m256i b = LookUpFields(blue, _mm256_and_si256(p, five));
+        const __m256i rg = _mm256_add_epi16(_mm256_slli_epi16(r, 5), g);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm256_add_epi16(_mm256_slli_epi16(rg, kGreenShift), b));
+    });
+}
+
+// Without byte shuffles, large pictures go through a table of every word:
+// one lookup a pixel instead of three. The blue field is the word's low five
+// bits, so the table is made 32 entries at a time from the rest of the word.
+template <int32_t Format>
+void Channels16WordTable(const PixelRows& rows, const Tables8& t) {
+    static thread_local std::vector<uint16_t> words(65536);
+    uint16_t* table = words.data();
+    constexpr FieldShifts16 at = Shifts16(Format);
+    for (uint32_t upper = 0; upper < 65536; upper += 32) {
+        const uint32_t r = t.red[(upper >> at.red) & 31], g = t.green[(upper >> at.green) & 31];
+        const uint32_t base = ((r << 5) + g) << at.green;
+        for (uint32_t b = 0; b < 32; ++b) table[upper + b] = static_cast<uint16_t>(base + t.blue[b]);
+    }
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const uint16_t* src = rows.srcRow<uint16_t>(y);
+        uint16_t* dst = rows.dstRow<uint16_t>(y);
+        for (int32_t x = 0; x < rows.width; ++x) StorePixel(dst, x, table[LoadPixel(src, x)]);
+    }
+}
+
 template <int32_t Format>
 void Channels16(const PixelRows& rows, const Tables8& t, SimdLevel level) {
     if (level >= SimdLevel::kAvx512Vbmi) return Channels16Avx512<Format>(rows, t);
+    if (level >= SimdLevel::kAvx2) return Channels16Avx2<Format>(rows, t);
+    if (int64_t{rows.rows} * rows.width >= kBigTableMinPixels) return Channels16WordTable<Format>(rows, t);
     for (int32_t y = 0; y < rows.rows; ++y)
         Channels16Scalar<Format>(rows.srcRow<uint16_t>(y), rows.dstRow<uint16_t>(y), rows.width, t);
 }
@@ -130,7 +193,7 @@ void ApplyChannelTables(const PixelRows& rows, const uint8_t red[256], const uin
             TablesAvx512<true>(rows, t, xorMask);
         else
             TablesAvx512<false>(rows, t, xorMask);
-    } else if (int64_t{rows.rows} * rows.width >= kTwoLookupMinPixels) {
+    } else if (int64_t{rows.rows} * rows.width >= kBigTableMinPixels) {
         TablesTwoLookups(rows, t, xorMask);
     } else {
         for (int32_t y = 0; y < rows.rows; ++y)

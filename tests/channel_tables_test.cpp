@@ -62,11 +62,15 @@ TEST(ChannelTables, SixteenBitFieldsMatchDefinitionWithSpill) {
         green[i] = static_cast<uint8_t>(i * 3);  // entries up to 93 spill into red
         blue[i] = static_cast<uint8_t>(i ^ 7);
     }
+    // Small pictures, and pictures large enough for the levels without byte
+    // shuffles to make a table of every word.
     for (int32_t format : {kFormat555, kFormat565})
         for (SimdLevel level : Levels())
-            ExpectRowsMatch<uint16_t>(
-                [&](const PixelRows& r) { MapChannels16(r, red, green, blue, format, level); },
-                [&](uint32_t p) { return Channels16Pixel(p, red, green, blue, format); });
+            for (int minPixels : {0, 65536})
+                ExpectRowsMatch<uint16_t>(
+                    [&](const PixelRows& r) { MapChannels16(r, red, green, blue, format, level); },
+                    [&](uint32_t p) { return Channels16Pixel(p, red, green, blue, format); }, minPixels ? 12 : 70,
+                    minPixels);
     // Fields 1, 2, 3: red 30, green 6, blue 4.
     EXPECT_EQ(Channels16Pixel(1u << 10 | 2u << 5 | 3u, red, green, blue, kFormat555), 30u << 10 | 6u << 5 | 4u);
     // Green 93 from field 31 spills 2 into red: fields 2, 29, 7.
@@ -74,6 +78,31 @@ TEST(ChannelTables, SixteenBitFieldsMatchDefinitionWithSpill) {
     // 5-6-5 reads green's upper five bits (9 is field 4, so 12) and writes
     // the lowest green bit 0.
     EXPECT_EQ(Channels16Pixel(1u << 11 | 9u << 5 | 3u, red, green, blue, kFormat565), 30u << 11 | 12u << 6 | 4u);
+}
+
+TEST(ChannelTables, SixteenBitEveryWordMatchesDefinition) {
+    // A picture of all 65536 words, so that the table of every word is made
+    // and every entry read, at two table sets.
+    std::vector<uint16_t> src(65536);
+    for (uint32_t i = 0; i < 65536; ++i) src[i] = static_cast<uint16_t>(i);
+    for (int set = 0; set < 2; ++set) {
+        uint8_t red[32], green[32], blue[32];
+        for (int i = 0; i < 32; ++i) {
+            red[i] = static_cast<uint8_t>(set ? i / 4 * 4 : 255 - i);
+            green[i] = static_cast<uint8_t>(set ? 31 - i : i * 7);
+            blue[i] = static_cast<uint8_t>(set ? i : (i * 13) ^ 0x55);
+        }
+        for (int32_t format : {kFormat555, kFormat565})
+            for (SimdLevel level : Levels()) {
+                std::vector<uint16_t> dst(src.size());
+                MapChannels16(PixelRows{reinterpret_cast<const uint8_t*>(src.data()), 512,
+                                        reinterpret_cast<uint8_t*>(dst.data()), 512, 256, 256},
+                              red, green, blue, format, level);
+                for (uint32_t i = 0; i < 65536; ++i)
+                    ASSERT_EQ(dst[i], Channels16Pixel(i, red, green, blue, format))
+                        << "word " << i << " set " << set << " format " << format << " level " << int(level);
+            }
+    }
 }
 
 }  // namespace
