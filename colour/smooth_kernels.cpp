@@ -443,10 +443,6 @@ void CopyRow32(const uint32_t* from, uint32_t* to, int32_t count, int32_t) {
 void FilterSlotRow(const uint8_t* above, const uint8_t* middle, const uint8_t* below, uint8_t* out,
                    int32_t width, SmoothWeightPair weights, bool fiveBitChannels, SimdLevel level) {
     if (width < 3) return;
-    if (level == SimdLevel::kScalar) {
-        FilterRowLiteral(above, middle, below, out, width, weights);
-        return;
-    }
     // 8192 is an eighth of 65536: the plain mean, the weights of every real call.
     if (weights.neighbour == 8192 && weights.centre == 0) {
         if (level >= SimdLevel::kAvx512Vbmi)

@@ -31,10 +31,49 @@ inline Column ColumnAt(const uint8_t* a, const uint8_t* m, const uint8_t* b, int
     return {rimAll + vm, rimAll, rimBr + (vm & kBlueRed), rimBr, vm};
 }
 
+inline uint64_t LoadPair(const uint8_t* p) {
+    uint64_t v;
+    std::memcpy(&v, p, 8);
+    return v;
+}
+inline void StorePair(uint8_t* p, uint64_t v) { std::memcpy(p, &v, 8); }
+
+// MeanWord32 of two pixels in one 64-bit word. Blue and red sum in fields of
+// their own; in the whole sum the carries out of the lower pixel's top byte
+// reach bit 34 at most, below the upper pixel's green, and what the shift
+// moves into the lower pixel's top byte is cleared.
+inline uint64_t MeanPair(uint64_t ringAll, uint64_t ringBr) {
+    constexpr uint64_t kFromBlueRed = 0xFFF807FFFFF807FFull;
+    const uint64_t green = ringAll - ringBr;
+    return (((ringBr & kFromBlueRed) | (green & ~kFromBlueRed)) >> 3) & 0x00FFFFFF00FFFFFFull;
+}
+
+// Two pixels a step while the columns on both sides of the pair lie in the
+// row, then one at a time. Every pair sum is a true 64-bit sum of words
+// loaded whole, which is what MeanPair's carry bounds need.
 void MeanRowPortable(const uint8_t* a, const uint8_t* m, const uint8_t* b, uint8_t* out,
                      uint8_t* save, int32_t width) {
-    Column prev{}, cur = ColumnAt(a, m, b, 0, width);
-    for (int32_t x = 0; x < width; ++x) {
+    constexpr uint64_t kBlueRed2 = uint64_t{kBlueRed} << 32 | kBlueRed;
+    // The columns before pixel 0: column -1 is 0, column 0 the upper half.
+    const Column first = ColumnAt(a, m, b, 0, width);
+    uint64_t leftAll = uint64_t{first.sumAll} << 32, leftBr = uint64_t{first.sumBr} << 32;
+    int32_t x = 0;
+    for (; x + 2 < width; x += 2) {
+        const uint64_t va = LoadPair(a + 4 * x + 4), vm = LoadPair(m + 4 * x + 4), vb = LoadPair(b + 4 * x + 4);
+        const uint64_t rimA = LoadPair(a + 4 * x), middle = LoadPair(m + 4 * x), rimB = LoadPair(b + 4 * x);
+        const uint64_t rightAll = va + vm + vb;
+        const uint64_t rightBr = (va & kBlueRed2) + (vm & kBlueRed2) + (vb & kBlueRed2);
+        const uint64_t ringAll = leftAll + rightAll + rimA + rimB;
+        const uint64_t ringBr = leftBr + rightBr + (rimA & kBlueRed2) + (rimB & kBlueRed2);
+        if (save) StorePair(save + 4 * x, middle);
+        StorePair(out + 4 * x, MeanPair(ringAll, ringBr));
+        leftAll = rightAll;
+        leftBr = rightBr;
+    }
+    // Column x-1 from the lower half of the last pair; column x is unwritten.
+    Column prev{static_cast<uint32_t>(leftAll), 0, static_cast<uint32_t>(leftBr), 0, 0};
+    Column cur = ColumnAt(a, m, b, x, width);
+    for (; x < width; ++x) {
         const Column next = ColumnAt(a, m, b, x + 1, width);
         const uint32_t v = MeanWord32(prev.sumAll + next.sumAll + cur.rimAll,
                                       prev.sumBr + next.sumBr + cur.rimBr);
