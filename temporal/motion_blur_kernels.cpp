@@ -1,5 +1,7 @@
 #include "temporal/motion_blur_kernels.h"
 
+#include <cstring>
+
 namespace {
 
 // The same mixes field by field in 16-bit arithmetic, which the compiler
@@ -17,26 +19,32 @@ inline uint16_t Fields16(uint32_t a, uint32_t s, int redShift, uint32_t greenMas
 struct Half555 {
     using Word = uint16_t;
     static Word Mix(Word a, Word s) { return Fields16(a, s, 10, 0x3E0, 1, 1); }
+    static uint64_t Pairs(uint64_t a, uint64_t s) { return MixHalf555Lanes(a, s); }
 };
 struct ThreeQuarter555 {
     using Word = uint16_t;
     static Word Mix(Word a, Word s) { return Fields16(a, s, 10, 0x3E0, 3, 2); }
+    static uint64_t Pairs(uint64_t a, uint64_t s) { return MixThreeQuarter555Lanes(a, s); }
 };
 struct Half565 {
     using Word = uint16_t;
     static Word Mix(Word a, Word s) { return Fields16(a, s, 11, 0x7E0, 1, 1); }
+    static uint64_t Pairs(uint64_t a, uint64_t s) { return MixHalf565Lanes(a, s); }
 };
 struct ThreeQuarter565 {
     using Word = uint16_t;
     static Word Mix(Word a, Word s) { return Fields16(a, s, 11, 0x7E0, 3, 2); }
+    static uint64_t Pairs(uint64_t a, uint64_t s) { return MixThreeQuarter565Lanes(a, s); }
 };
 struct Half32 {
     using Word = uint32_t;
     static Word Mix(Word a, Word s) { return MixHalf32(a, s); }
+    static uint64_t Pairs(uint64_t a, uint64_t s) { return MixHalf32Lanes(a, s); }
 };
 struct ThreeQuarter32 {
     using Word = uint32_t;
     static Word Mix(Word a, Word s) { return MixThreeQuarter32(a, s); }
+    static uint64_t Pairs(uint64_t a, uint64_t s) { return MixThreeQuarter32Lanes(a, s); }
 };
 
 // The loop every variant shares; each variant below compiles it for its own
@@ -56,9 +64,30 @@ __attribute__((always_inline)) inline void MixRows(const PixelRows& trail) {
     }
 }
 
+// Without vectors, a 64-bit word at a time: two 32-bit pixels, or four
+// 16-bit ones split into even and odd pixels in lanes of 32 bits.
 template <class Op>
 __attribute__((optimize("no-tree-vectorize"))) void MixScalar(const PixelRows& trail) {
-    MixRows<Op>(trail);
+    using Word = typename Op::Word;
+    constexpr int32_t kWords = 8 / sizeof(Word);
+    constexpr uint64_t kLowHalves = 0x0000FFFF0000FFFFull;
+    for (int32_t y = 0; y < trail.rows; ++y) {
+        const Word* s = trail.srcRow<Word>(y);
+        Word* d = trail.dstRow<Word>(y);
+        int32_t x = 0;
+        for (; x + kWords <= trail.width; x += kWords) {
+            uint64_t a, v, out;
+            std::memcpy(&a, d + x, 8);
+            std::memcpy(&v, s + x, 8);
+            if constexpr (kWords == 2)
+                out = Op::Pairs(a, v);
+            else
+                out = Op::Pairs(a & kLowHalves, v & kLowHalves) |
+                      Op::Pairs(a >> 16 & kLowHalves, v >> 16 & kLowHalves) << 16;
+            std::memcpy(d + x, &out, 8);
+        }
+        for (; x < trail.width; ++x) StorePixel(d, x, Op::Mix(LoadPixel(d, x), LoadPixel(s, x)));
+    }
 }
 template <class Op>
 void MixSse2(const PixelRows& trail) {

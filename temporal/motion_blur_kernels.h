@@ -11,31 +11,57 @@
 
 // One pixel of each mix, for trail word a and source word s. Red and blue
 // travel together in one masked sum, green in another; the masks after the
-// shift drop what falls in from the neighbouring field.
-constexpr uint16_t MixHalf555(uint32_t a, uint32_t s) {
-    return static_cast<uint16_t>((((a & 0x7C1F) + (s & 0x7C1F)) >> 1 & 0x7C1F) |
-                                 (((a & 0x3E0) + (s & 0x3E0)) >> 1 & 0x3E0));
+// shift drop what falls in from the neighbouring field. The Lanes forms run
+// on U = uint32_t (one pixel) or uint64_t (two lanes of 32 bits, each a
+// 32-bit pixel or a 16-bit one in its low half): no sum reaches the next
+// lane, and what a shift brings down from it is masked off.
+template <class U>
+constexpr U Lanes(uint32_t mask) {
+    return static_cast<U>(mask * 0x0000000100000001ull);
 }
+template <class U>
+constexpr U MixHalf555Lanes(U a, U s) {
+    const U redBlue = Lanes<U>(0x7C1F), green = Lanes<U>(0x3E0);
+    return (((a & redBlue) + (s & redBlue)) >> 1 & redBlue) | (((a & green) + (s & green)) >> 1 & green);
+}
+template <class U>
+constexpr U MixThreeQuarter555Lanes(U a, U s) {
+    const U redBlue = Lanes<U>(0x7C1F), green = Lanes<U>(0x3E0);
+    return ((3 * (a & redBlue) + (s & redBlue)) >> 2 & redBlue) | ((3 * (a & green) + (s & green)) >> 2 & green);
+}
+template <class U>
+constexpr U MixHalf565Lanes(U a, U s) {
+    const U redBlue = Lanes<U>(0xF81F), green = Lanes<U>(0x7E0);
+    return (((a & redBlue) + (s & redBlue)) >> 1 & redBlue) | (((a & green) + (s & green)) >> 1 & green);
+}
+template <class U>
+constexpr U MixThreeQuarter565Lanes(U a, U s) {
+    const U redBlue = Lanes<U>(0xF81F), green = Lanes<U>(0x7E0);
+    return ((3 * (a & redBlue) + (s & redBlue)) >> 2 & redBlue) | ((3 * (a & green) + (s & green)) >> 2 & green);
+}
+template <class U>
+constexpr U MixHalf32Lanes(U a, U s) {
+    const U blueRed = Lanes<U>(0xFF00FF), green = Lanes<U>(0xFF00);
+    return ((((a & green) + (s & green)) & Lanes<U>(0x1FE00)) |
+            (((a & blueRed) + (s & blueRed)) & Lanes<U>(0x1FE01FE))) >> 1;
+}
+template <class U>
+constexpr U MixThreeQuarter32Lanes(U a, U s) {
+    const U blueRed = Lanes<U>(0xFF00FF), green = Lanes<U>(0xFF00);
+    return (((3 * (a & green) + (s & green)) & Lanes<U>(0x3FC00)) |
+            ((3 * (a & blueRed) + (s & blueRed)) & Lanes<U>(0x3FC03FC))) >> 2;
+}
+
+constexpr uint16_t MixHalf555(uint32_t a, uint32_t s) { return static_cast<uint16_t>(MixHalf555Lanes(a, s)); }
 constexpr uint16_t MixThreeQuarter555(uint32_t a, uint32_t s) {
-    return static_cast<uint16_t>(((3 * (a & 0x7C1F) + (s & 0x7C1F)) >> 2 & 0x7C1F) |
-                                 ((3 * (a & 0x3E0) + (s & 0x3E0)) >> 2 & 0x3E0));
+    return static_cast<uint16_t>(MixThreeQuarter555Lanes(a, s));
 }
-constexpr uint16_t MixHalf565(uint32_t a, uint32_t s) {
-    const uint32_t t = ((a & 0xF81F) + (s & 0xF81F)) >> 1;
-    const uint32_t g = ((a & 0x7E0) + (s & 0x7E0)) >> 1;
-    return static_cast<uint16_t>((t & ~0x7E0u) | (g & 0x7E0));
-}
+constexpr uint16_t MixHalf565(uint32_t a, uint32_t s) { return static_cast<uint16_t>(MixHalf565Lanes(a, s)); }
 constexpr uint16_t MixThreeQuarter565(uint32_t a, uint32_t s) {
-    const uint32_t t = (3 * (a & 0xF81F) + (s & 0xF81F)) >> 2;
-    const uint32_t g = (3 * (a & 0x7E0) + (s & 0x7E0)) >> 2;
-    return static_cast<uint16_t>((t & ~0x7E0u) | (g & 0x7E0));
+    return static_cast<uint16_t>(MixThreeQuarter565Lanes(a, s));
 }
-constexpr uint32_t MixHalf32(uint32_t a, uint32_t s) {
-    return ((((a & 0xFF00) + (s & 0xFF00)) & 0x1FE00) | (((a & 0xFF00FF) + (s & 0xFF00FF)) & 0x1FE01FE)) >> 1;
-}
-constexpr uint32_t MixThreeQuarter32(uint32_t a, uint32_t s) {
-    return (((3 * (a & 0xFF00) + (s & 0xFF00)) & 0x3FC00) | ((3 * (a & 0xFF00FF) + (s & 0xFF00FF)) & 0x3FC03FC)) >> 2;
-}
+constexpr uint32_t MixHalf32(uint32_t a, uint32_t s) { return MixHalf32Lanes(a, s); }
+constexpr uint32_t MixThreeQuarter32(uint32_t a, uint32_t s) { return MixThreeQuarter32Lanes(a, s); }
 
 void BlendHalf555(const PixelRows& trail, SimdLevel level = MachineSimdLevel());
 void BlendThreeQuarter555(const PixelRows& trail, SimdLevel level = MachineSimdLevel());
