@@ -13,6 +13,29 @@ void DeltaRowScalar(const uint32_t* src, uint32_t* dst, int32_t n, const int16_t
     for (int32_t x = 0; x < n; ++x) StorePixel(dst, x, LuminanceDeltaPixel(LoadPixel(src, x), deltas) ^ xorMask);
 }
 
+// Entry i is i - 255 kept to a byte: a channel plus a delta of -255..255,
+// raised by 255.
+struct ClampTable {
+    uint8_t entries[766];
+};
+constexpr ClampTable MakeClampTable() {
+    ClampTable t{};
+    for (int i = 0; i < 766; ++i) t.entries[i] = static_cast<uint8_t>(i < 255 ? 0 : i > 510 ? 255 : i - 255);
+    return t;
+}
+constexpr ClampTable kClamp = MakeClampTable();
+
+// Where no sum of a channel and a delta leaves 16 bits, clamping the delta
+// to -255..255 first changes nothing, and each channel is one table read.
+void ClampRowScalar(const uint32_t* src, uint32_t* dst, int32_t n, const uint16_t* clampFrom, uint32_t xorMask) {
+    for (int32_t x = 0; x < n; ++x) {
+        const uint32_t p = LoadPixel(src, x);
+        const uint32_t r = (p >> 16) & 0xFF, g = (p >> 8) & 0xFF, b = p & 0xFF;
+        const uint8_t* c = kClamp.entries + clampFrom[PixelLuminance(r, g, b)];
+        StorePixel(dst, x, (uint32_t{c[r]} << 16 | uint32_t{c[g]} << 8 | c[b]) ^ xorMask);
+    }
+}
+
 // The general vector loops widen each channel to a 16-bit lane and add the
 // pixel's delta there: the addition wraps in 16 bits as the definition's
 // does, and the signed-to-unsigned byte pack is its clamp. The delta of each
@@ -77,6 +100,7 @@ void PrepareLuminanceTables(LuminanceTables& t) {
         t.reach32.lower |= d < 0;
         t.raise[y] = static_cast<uint8_t>(std::clamp(d, 0, 255));
         t.lower[y] = static_cast<uint8_t>(std::clamp(-d, 0, 255));
+        t.clampFrom[y] = static_cast<uint16_t>(std::clamp(d, -255, 255) + 255);
     }
     int16_t shifted[187];
     t.reach16 = {true, false, false};
@@ -96,8 +120,12 @@ void ApplyLuminanceDeltas(const PixelRows& rows, const LuminanceTables& t, uint3
     if (level >= SimdLevel::kAvx512Vbmi && t.reach32.fits) return LuminanceDeltasAvx512(rows, t, xorMask);
     if (level >= SimdLevel::kAvx2) return DeltasAvx2(rows, deltas, xorMask);
     if (level >= SimdLevel::kSse2) return DeltasSse2(rows, deltas, xorMask);
-    for (int32_t y = 0; y < rows.rows; ++y)
-        DeltaRowScalar(rows.srcRow<uint32_t>(y), rows.dstRow<uint32_t>(y), rows.width, deltas, xorMask);
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        if (t.reach32.fits)
+            ClampRowScalar(rows.srcRow<uint32_t>(y), rows.dstRow<uint32_t>(y), rows.width, t.clampFrom, xorMask);
+        else
+            DeltaRowScalar(rows.srcRow<uint32_t>(y), rows.dstRow<uint32_t>(y), rows.width, deltas, xorMask);
+    }
 }
 
 void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMask) {

@@ -26,6 +26,9 @@ struct LuminanceTables {
     // blocks of 128 bytes.
     alignas(64) uint8_t raise[768];
     alignas(64) uint8_t lower[768];
+    // 32 bits without vectors: each delta kept to -255..255 and raised by
+    // 255, where a channel's result is read from a clamp table.
+    alignas(64) uint16_t clampFrom[768];
     DeltaReach reach32;
     // 16 bits: the deltas of the 187 luminances 4k that 5-bit fields reach,
     // shifted right 3 and kept to -32..32, beyond which every field clamps the
