@@ -44,11 +44,11 @@ bench-check:
 	@[ -f build/bench/results.json ] || $(MAKE) bench
 	python3 scripts/bench_report.py check bench/baseline.json build/bench/results.json
 
-# The README's bench tables, from make bench, make bench EFFECTS_SIMD=scalar
-# and make bench-sweep.
+# The README's bench tables, from make bench, make bench EFFECTS_SIMD=avx2,
+# make bench EFFECTS_SIMD=scalar and make bench-sweep.
 bench-readme:
 	python3 scripts/bench_report.py readme README.md build/bench/results.json \
-		build/bench/results-scalar.json build/bench/sweep.json
+		build/bench/results-scalar.json build/bench/sweep.json build/bench/results-avx2.json
 
 # Every effect side by side in gallery/index.html, with the figures of the
 # last make bench when there are any.

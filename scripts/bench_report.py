@@ -4,8 +4,9 @@
   bench_report.py check BASELINE RESULTS
       every effect's ratio to memcpy of the same depth in RESULTS against
       BASELINE; a ratio more than 25% worse is a regression (exit 1)
-  bench_report.py readme README RESULTS [SCALAR_RESULTS] [SWEEP_RESULTS]
-      rewrites the README's generated tables between their markers
+  bench_report.py readme README RESULTS [SCALAR_RESULTS] [SWEEP_RESULTS] [AVX2_RESULTS]
+      rewrites the README's generated tables between their markers; the
+      runs capped at AVX2 and at scalar get columns beside the best level
 """
 import json
 import re
@@ -66,15 +67,18 @@ def check(baseline_path, results_path):
     return 1 if regressions else 0
 
 
-def effects_table(results, scalar):
+def effects_table(results, levels):
+    """levels: (label, results) of runs at capped vector levels, each given a
+    pair of columns beside the best level's."""
     now = ratios(results)
-    slow = ratios(scalar) if scalar else {}
-    head = "| Effect | Depth | ms/frame | x memcpy |" + (" scalar ms | scalar x memcpy |" if slow else "")
+    others = [(label, ratios(run)) for label, run in levels if run]
+    head = "| Effect | Depth | ms/frame | x memcpy |" + "".join(
+        " %s ms | %s x memcpy |" % (label, label) for label, _ in others)
     rows = [head, "|" + "---|" * (head.count("|") - 1)]
     for (effect, depth), (ms, ratio) in sorted(now.items(), key=lambda kv: (kv[0][0].lower(), kv[0][1] != "32")):
         row = "| %s | %s | %.3f | %.2f |" % (effect, depth, ms, ratio)
-        if slow:
-            s = slow.get((effect, depth))
+        for _, other in others:
+            s = other.get((effect, depth))
             row += " %.3f | %.2f |" % s if s else " | |"
         rows.append(row)
     copies = ", ".join("%s bits %.3f ms" % (bits, results["memcpy/" + bits])
@@ -117,11 +121,12 @@ def replace_between(text, name, body):
     return pattern.sub(lambda _: start + "\n" + body + "\n" + end, text)
 
 
-def readme(readme_path, results_path, scalar_path=None, sweep_path=None):
+def readme(readme_path, results_path, scalar_path=None, sweep_path=None, avx2_path=None):
     with open(readme_path) as f:
         text = f.read()
-    scalar = load(scalar_path) if scalar_path else None
-    text = replace_between(text, "bench-effects", effects_table(load(results_path), scalar))
+    levels = [("AVX2", load(avx2_path) if avx2_path else None),
+              ("scalar", load(scalar_path) if scalar_path else None)]
+    text = replace_between(text, "bench-effects", effects_table(load(results_path), levels))
     if sweep_path:
         text = replace_between(text, "bench-sizes", sweep_table(load(sweep_path)))
     with open(readme_path, "w") as f:
@@ -132,7 +137,7 @@ def readme(readme_path, results_path, scalar_path=None, sweep_path=None):
 def main(argv):
     if len(argv) == 4 and argv[1] == "check":
         return check(argv[2], argv[3])
-    if 4 <= len(argv) <= 6 and argv[1] == "readme":
+    if 4 <= len(argv) <= 7 and argv[1] == "readme":
         return readme(*argv[2:])
     sys.stderr.write(__doc__)
     return 2

@@ -76,6 +76,19 @@ class BenchReport(unittest.TestCase):
                       "| Hue | 32 | 2.50 | 2.00 | 0.4 |", text)
         self.assertTrue(text.startswith("intro\n") and text.endswith("end\n"))
 
+    def test_readme_puts_avx2_before_scalar(self):
+        avx2 = write_run(self.dir.name, "avx2.json", {"memcpy/32": (0.3, "ms"), "effect/Hue/32": (0.9, "ms")})
+        path = os.path.join(self.dir.name, "README.md")
+        with open(path, "w") as f:
+            f.write("<!-- bench-effects:start -->\n<!-- bench-effects:end -->\n")
+        bench_report.readme(path, self.baseline, self.baseline, None, avx2)
+        with open(path) as f:
+            text = f.read()
+        self.assertIn("| Effect | Depth | ms/frame | x memcpy | AVX2 ms | AVX2 x memcpy | scalar ms | scalar x memcpy |\n"
+                      "|---|---|---|---|---|---|---|---|\n", text)
+        self.assertIn("| Hue | 32 | 0.600 | 2.00 | 0.900 | 3.00 | 0.600 | 2.00 |\n"
+                      "| Hue | 565 | 0.200 | 2.00 | | | 0.200 | 2.00 |", text)
+
 
 if __name__ == "__main__":
     unittest.main()
