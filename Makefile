@@ -25,9 +25,12 @@ test: build
 
 # EFFECTS_SIMD=scalar|sse2|avx2|avx512 caps the vector level; those runs
 # write results-LEVEL.json beside results.json.
+# BENCH_FLAGS go to effects_bench: --benchmark_repetitions=3 runs every case
+# three times, and the JSON's readers take the median.
 BENCH_TAG = $(if $(EFFECTS_SIMD),-$(EFFECTS_SIMD))
+BENCH_FLAGS ?=
 bench: bench-build
-	build/bench/effects_bench --benchmark_out=build/bench/results$(BENCH_TAG).json --benchmark_out_format=json
+	build/bench/effects_bench $(BENCH_FLAGS) --benchmark_out=build/bench/results$(BENCH_TAG).json --benchmark_out_format=json
 
 # Every effect at 320x240 to 3840x2160 and one odd size, and a 16x16 frame.
 bench-sweep: bench-build

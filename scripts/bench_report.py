@@ -10,6 +10,7 @@
 """
 import json
 import re
+import statistics
 import sys
 
 WORSE = 1.25
@@ -18,16 +19,17 @@ UNIT_MS = {"ns": 1e-6, "us": 1e-3, "ms": 1.0, "s": 1e3}
 
 
 def load(path):
-    """Case name -> real time in ms; the iteration-count suffix dropped."""
+    """Case name -> real time in ms, the median where a case was repeated;
+    the iteration-count suffix dropped."""
     with open(path) as f:
         data = json.load(f)
-    times = {}
+    runs = {}
     for run in data.get("benchmarks", []):
         if run.get("run_type", "iteration") != "iteration" or run.get("error_occurred"):
             continue
         name = re.sub(r"/iterations:\d+$", "", run["name"])
-        times[name] = run["real_time"] * UNIT_MS[run.get("time_unit", "ns")]
-    return times
+        runs.setdefault(name, []).append(run["real_time"] * UNIT_MS[run.get("time_unit", "ns")])
+    return {name: statistics.median(ms) for name, ms in runs.items()}
 
 
 def ratios(times):

@@ -76,6 +76,15 @@ class BenchReport(unittest.TestCase):
                       "| Hue | 32 | 2.50 | 2.00 | 0.4 |", text)
         self.assertTrue(text.startswith("intro\n") and text.endswith("end\n"))
 
+    def test_repeated_cases_read_as_their_median(self):
+        path = os.path.join(self.dir.name, "repeated.json")
+        runs = [{"name": "effect/Hue/32", "run_type": "iteration", "real_time": t, "time_unit": "ms"}
+                for t in (0.9, 0.5, 0.6)]
+        runs.append({"name": "effect/Hue/32_median", "run_type": "aggregate", "real_time": 7.0, "time_unit": "ms"})
+        with open(path, "w") as f:
+            json.dump({"benchmarks": runs}, f)
+        self.assertEqual(bench_report.load(path), {"effect/Hue/32": 0.6})
+
     def test_readme_puts_avx2_before_scalar(self):
         avx2 = write_run(self.dir.name, "avx2.json", {"memcpy/32": (0.3, "ms"), "effect/Hue/32": (0.9, "ms")})
         path = os.path.join(self.dir.name, "README.md")
