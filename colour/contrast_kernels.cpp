@@ -1,6 +1,7 @@
 #include "colour/contrast_kernels.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "colour/contrast_avx512.h"
 
@@ -85,6 +86,41 @@ void DeltasSse2(const PixelRows& rows, const int16_t* deltas, uint32_t xorMask) 
     });
 }
 
+// A curve that moves no 5-bit field leaves every field as it is: each word
+// loses only the bit that is no field's (bit 15 of 5-5-5, the lowest green
+// bit of 5-6-5). One loop, which the compiler vectorises for each level.
+__attribute__((always_inline)) inline void KeepFieldRows(const PixelRows& rows, uint16_t keep, uint16_t xorMask) {
+    const int32_t count = rows.rows, width = rows.width;
+    for (int32_t y = 0; y < count; ++y) {
+        const uint16_t* src = rows.srcRow<uint16_t>(y);
+        uint16_t* dst = rows.dstRow<uint16_t>(y);
+        for (int32_t x = 0; x < width; ++x) StorePixel(dst, x, static_cast<uint16_t>((LoadPixel(src, x) & keep) ^ xorMask));
+    }
+}
+
+// Without vectors, four words a step in a 64-bit word.
+__attribute__((optimize("no-tree-vectorize"))) void KeepFieldsScalar(const PixelRows& rows, uint16_t keep,
+                                                                     uint16_t xorMask) {
+    constexpr uint64_t kEveryWord = 0x0001000100010001ull;
+    const uint64_t keep4 = keep * kEveryWord, mask4 = xorMask * kEveryWord;
+    for (int32_t y = 0; y < rows.rows; ++y) {
+        const uint16_t* src = rows.srcRow<uint16_t>(y);
+        uint16_t* dst = rows.dstRow<uint16_t>(y);
+        int32_t x = 0;
+        for (; x + 4 <= rows.width; x += 4) {
+            uint64_t words;
+            std::memcpy(&words, src + x, 8);
+            words = (words & keep4) ^ mask4;
+            std::memcpy(dst + x, &words, 8);
+        }
+        for (; x < rows.width; ++x) StorePixel(dst, x, static_cast<uint16_t>((LoadPixel(src, x) & keep) ^ xorMask));
+    }
+}
+void KeepFieldsSse2(const PixelRows& rows, uint16_t keep, uint16_t xorMask) { KeepFieldRows(rows, keep, xorMask); }
+__attribute__((target("avx2"))) void KeepFieldsAvx2(const PixelRows& rows, uint16_t keep, uint16_t xorMask) {
+    KeepFieldRows(rows, keep, xorMask);
+}
+
 void Words16Scalar(const uint16_t* src, uint16_t* dst, int32_t n, const uint16_t* table, uint16_t xorMask) {
     for (int32_t x = 0; x < n; ++x) StorePixel(dst, x, static_cast<uint16_t>(table[LoadPixel(src, x)] ^ xorMask));
 }
@@ -133,13 +169,24 @@ void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMas
         Words16Scalar(rows.srcRow<uint16_t>(y), rows.dstRow<uint16_t>(y), rows.width, table, xorMask);
 }
 
+namespace {
+
+bool FlatCurve16(const LuminanceTables& t) { return t.reach16.fits && !t.reach16.raise && !t.reach16.lower; }
+
+}  // namespace
+
 bool Luminance16ReadsTable(const LuminanceTables& t, int32_t format, SimdLevel level) {
     const bool knownFormat = format == kFormat555 || format == kFormat565;
-    return !(level >= SimdLevel::kAvx512Vbmi && knownFormat && t.reach16.fits);
+    if (!knownFormat || !t.reach16.fits) return true;
+    return level < SimdLevel::kAvx512Vbmi && !FlatCurve16(t);
 }
 
 void ApplyLuminance16(const PixelRows& rows, const uint16_t* table, const LuminanceTables& t, int32_t format,
                       uint16_t xorMask, SimdLevel level) {
-    if (!Luminance16ReadsTable(t, format, level)) return Luminance16Avx512(rows, t, format, xorMask);
-    LookUpWords16(rows, table, xorMask);
+    if (Luminance16ReadsTable(t, format, level)) return LookUpWords16(rows, table, xorMask);
+    if (level >= SimdLevel::kAvx512Vbmi) return Luminance16Avx512(rows, t, format, xorMask);
+    const uint16_t keep = format == kFormat555 ? 0x7FFF : 0xFFDF;
+    if (level >= SimdLevel::kAvx2) return KeepFieldsAvx2(rows, keep, xorMask);
+    if (level >= SimdLevel::kSse2) return KeepFieldsSse2(rows, keep, xorMask);
+    KeepFieldsScalar(rows, keep, xorMask);
 }
