@@ -2,6 +2,7 @@
 
 #include "render/intrinsics.h"
 #include "render/row_blocks.h"
+#include "render/word_lookup.h"
 
 #include <vector>
 
@@ -167,11 +168,7 @@ void Channels16WordTable(const PixelRows& rows, const Tables8& t) {
         const uint32_t base = ((r << 5) + g) << at.green;
         for (uint32_t b = 0; b < 32; ++b) table[upper + b] = static_cast<uint16_t>(base + t.blue[b]);
     }
-    for (int32_t y = 0; y < rows.rows; ++y) {
-        const uint16_t* src = rows.srcRow<uint16_t>(y);
-        uint16_t* dst = rows.dstRow<uint16_t>(y);
-        for (int32_t x = 0; x < rows.width; ++x) StorePixel(dst, x, table[LoadPixel(src, x)]);
-    }
+    LookUpWordRows(rows, table, 0xFFFF, 0);
 }
 
 template <int32_t Format>

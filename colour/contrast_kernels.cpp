@@ -7,6 +7,7 @@
 
 #include "render/intrinsics.h"
 #include "render/row_blocks.h"
+#include "render/word_lookup.h"
 
 namespace {
 
@@ -121,9 +122,6 @@ __attribute__((target("avx2"))) void KeepFieldsAvx2(const PixelRows& rows, uint1
     KeepFieldRows(rows, keep, xorMask);
 }
 
-void Words16Scalar(const uint16_t* src, uint16_t* dst, int32_t n, const uint16_t* table, uint16_t xorMask) {
-    for (int32_t x = 0; x < n; ++x) StorePixel(dst, x, static_cast<uint16_t>(table[LoadPixel(src, x)] ^ xorMask));
-}
 
 }  // namespace
 
@@ -165,8 +163,7 @@ void ApplyLuminanceDeltas(const PixelRows& rows, const LuminanceTables& t, uint3
 }
 
 void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMask) {
-    for (int32_t y = 0; y < rows.rows; ++y)
-        Words16Scalar(rows.srcRow<uint16_t>(y), rows.dstRow<uint16_t>(y), rows.width, table, xorMask);
+    LookUpWordRows(rows, table, 0xFFFF, xorMask);
 }
 
 namespace {

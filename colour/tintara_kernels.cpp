@@ -6,6 +6,7 @@
 #include "colour/hsv_tables.h"
 #include "render/intrinsics.h"
 #include "render/row_blocks.h"
+#include "render/word_lookup.h"
 
 namespace {
 
@@ -93,5 +94,5 @@ void MapHue(const PixelRows& rows, int32_t wordBytes, const HueTables& tables, H
 
 void MapWords16(const PixelRows& rows, const uint32_t* table, uint32_t indexMask, SimdLevel level) {
     if (level >= SimdLevel::kAvx2) return Words16Avx2(rows, table, indexMask);
-    ForEachWord<uint16_t>(rows, [table, indexMask](uint32_t p) { return table[p & indexMask]; });
+    LookUpWordRows(rows, table, indexMask, 0);
 }
