@@ -122,7 +122,6 @@ __attribute__((target("avx2"))) void KeepFieldsAvx2(const PixelRows& rows, uint1
     KeepFieldRows(rows, keep, xorMask);
 }
 
-
 }  // namespace
 
 void PrepareLuminanceTables(LuminanceTables& t) {
@@ -166,16 +165,11 @@ void LookUpWords16(const PixelRows& rows, const uint16_t* table, uint16_t xorMas
     LookUpWordRows(rows, table, 0xFFFF, xorMask);
 }
 
-namespace {
-
-bool FlatCurve16(const LuminanceTables& t) { return t.reach16.fits && !t.reach16.raise && !t.reach16.lower; }
-
-}  // namespace
-
 bool Luminance16ReadsTable(const LuminanceTables& t, int32_t format, SimdLevel level) {
     const bool knownFormat = format == kFormat555 || format == kFormat565;
     if (!knownFormat || !t.reach16.fits) return true;
-    return level < SimdLevel::kAvx512Vbmi && !FlatCurve16(t);
+    // Below AVX-512 only a curve that moves no field runs without the table.
+    return level < SimdLevel::kAvx512Vbmi && (t.reach16.raise || t.reach16.lower);
 }
 
 void ApplyLuminance16(const PixelRows& rows, const uint16_t* table, const LuminanceTables& t, int32_t format,
